@@ -1,0 +1,3 @@
+# What an installation holds.
+
+install(TARGETS ZELPlatform ZELKit EXPORT ZELKitTargets LIBRARY DESTINATION ${CMAKE_INSTALL_LIBDIR})

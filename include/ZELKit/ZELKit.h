@@ -1,0 +1,16 @@
+#pragma once
+
+/// Everything that a host of the library needs.
+
+#include <ZELKit/ZELDirectPixelBufferSource.h>
+#include <ZELKit/ZELDisplayable.h>
+#include <ZELKit/ZELFixedDirectionController.h>
+#include <ZELKit/ZELImagePixelBufferSource.h>
+#include <ZELKit/ZELInteractionController.h>
+#include <ZELKit/ZELOrientationMath.h>
+#include <ZELKit/ZELPixelBufferSource.h>
+#include <ZELKit/ZELProjection.h>
+#include <ZELKit/ZELProjectionType.h>
+#include <ZELKit/ZELRenderView.h>
+#include <ZELKit/ZELTextureFormat.h>
+#include <ZELKit/ZELVersion.h>

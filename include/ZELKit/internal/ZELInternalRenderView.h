@@ -1,0 +1,20 @@
+#pragma once
+
+#include <ZELKit/ZELPixelBufferSource.h>
+#include <ZELKit/internal/ZELInternalRenderState.h>
+#include <ZELPlatform/UIView.h>
+
+#include <memory>
+
+/// A back end: a view that draws frames into its own layer.
+class ZELInternalRenderView : public UIView {
+ public:
+  using UIView::UIView;
+
+  /// Draws one frame of the source (which may be null) as the state says. Main thread.
+  virtual void renderWithPixelBufferSource(const std::shared_ptr<ZELPixelBufferSource>& source,
+                                           const std::shared_ptr<const ZELInternalRenderState>& state) = 0;
+
+  /// Has the GPU finish what this view has queued. Any thread.
+  virtual void flushGPU() = 0;
+};

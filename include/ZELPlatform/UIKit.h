@@ -1,0 +1,10 @@
+#pragma once
+
+/// Views, windows, touches, the screen and the application.
+
+#include <ZELPlatform/UIApplication.h>
+#include <ZELPlatform/UIImage.h>
+#include <ZELPlatform/UIScreen.h>
+#include <ZELPlatform/UITouch.h>
+#include <ZELPlatform/UIView.h>
+#include <ZELPlatform/UIWindow.h>

@@ -1,0 +1,22 @@
+#pragma once
+
+#include <ZELPlatform/Export.h>
+
+#include <atomic>
+#include <cstdint>
+
+namespace ZELPlatform {
+
+/// Running totals of the work that moves pixels, for tests and benchmarks. Any thread.
+struct PixelCounters {
+  /// Planes copied into texture storage, and their bytes without padding.
+  std::atomic<uint64_t> uploads{0};
+  std::atomic<uint64_t> uploadedBytes{0};
+  /// Texture storages and drawable images alive now.
+  std::atomic<int64_t> textureStorages{0};
+  std::atomic<int64_t> drawableImages{0};
+};
+
+ZELPLATFORM_EXPORT PixelCounters& pixelCounters();
+
+}  // namespace ZELPlatform
