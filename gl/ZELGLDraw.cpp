@@ -60,7 +60,7 @@ GLuint bindPlanes(GLuint program, const ZELGLTexture& texture) {
 }  // namespace
 
 void ZELGLRenderView::_internalPerformRender(const ZELGLTexture& texture, const ZELInternalRenderState& state) {
-  const ZELProjectionType type = state.projection ? state.projection->type() : ZELProjectionTypeFlat;
+  const ZELProjectionType type = state.projection ? state.projection->type() : ZELProjectionType{ZELProjectionTypeFlat};
   const auto programs = sPrograms.find(type);
   if (programs == sPrograms.end()) return;
   const auto entry = programs->second.find(texture.format);
