@@ -56,13 +56,12 @@ SphereLabels::SphereLabels() {
       for (int latitude = 15; latitude <= 75; latitude += 15) {
         const std::string text = (side < 0 ? "\u2212" : "+") + std::to_string(latitude) + "\u00B0";
         const auto at = static_cast<float>(side * latitude);
-        add(text, longitude + 2.7F / std::cos(at * kDegree), at + 1.5F, 1.5F);
+        add(text, longitude + 3.1F / std::cos(at * kDegree), at + 1.5F, 1.5F);
       }
     }
   }
   for (int longitude = 0; longitude < 360; longitude += 15) {
-    add(std::to_string(longitude) + "\u00B0", static_cast<float>(longitude), -2.6F, longitude % 45 == 0 ? 2.2F : 1.5F,
-        longitude == 0);
+    add(std::to_string(longitude) + "\u00B0", static_cast<float>(longitude), -2.6F, longitude % 45 == 0 ? 2.2F : 1.5F);
   }
   addPole("UP", true, 4.2F);
   addPole("DOWN", false, 2.6F);
@@ -116,7 +115,7 @@ SphereLabels::Mask SphereLabels::drawMask(const std::string& text, float height)
     if (channel == 1) {
       cairo_set_line_join(context.get(), CAIRO_LINE_JOIN_ROUND);
       cairo_set_line_width(context.get(), 2.0 * halo);
-      cairo_set_source_rgba(context.get(), 0.0, 0.0, 0.0, 0.55);
+      cairo_set_source_rgba(context.get(), 0.0, 0.0, 0.0, 0.6);
       cairo_stroke(context.get());
     } else {
       cairo_fill(context.get());

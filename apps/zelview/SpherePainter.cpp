@@ -10,6 +10,8 @@ namespace {
 
 constexpr float kDegree = std::numbers::pi_v<float> / 180.0F;
 constexpr float kGridStep = 15.0F * kDegree;
+/// The circle around each pole's label.
+constexpr float kCapLatitude = 82.5F * kDegree;
 
 constexpr Colour hex(unsigned rgb) {
   return {static_cast<float>(rgb >> 16U & 0xFFU) / 255.0F, static_cast<float>(rgb >> 8U & 0xFFU) / 255.0F,
@@ -77,15 +79,14 @@ Colour withGrid(Colour colour, const SpherePoint& p, float footprint) {
   const float cosLatitude = std::sqrt(std::max(0.0F, 1.0F - p.y * p.y));
   const float acrossMeridian = std::abs(p.longitude - column * kGridStep) * cosLatitude;
   const float acrossParallel = std::abs(p.latitude - row * kGridStep);
+  const float acrossCap = std::abs(std::abs(p.latitude) - kCapLatitude);
   constexpr float kWidest = 0.3F * kDegree;
-  if (std::min(acrossMeridian, acrossParallel) > kWidest + footprint) return colour;
+  if (std::min({acrossMeridian, acrossParallel, acrossCap}) > kWidest + footprint) return colour;
 
   const auto meridian = static_cast<int>(column);
   const auto parallel = static_cast<int>(row);
-  const float latitude = std::abs(p.latitude) / kDegree;
   // Meridians end before the poles, the fine ones first, so that the labels there stay free.
-  const float end = meridian % 3 == 0 ? 82.5F : 75.0F;
-  if (latitude <= end) {
+  if (std::abs(p.latitude) <= (meridian % 3 == 0 ? kCapLatitude : kCapLatitude - kGridStep / 2)) {
     const LineStyle style = styleOf(meridian, {0.22F * kDegree, 1.0F, kPrimeMeridian});
     colour = mix(colour, style.colour, style.strength * lineCover(acrossMeridian, style.halfWidth, footprint));
   }
@@ -93,7 +94,6 @@ Colour withGrid(Colour colour, const SpherePoint& p, float footprint) {
     const LineStyle style = styleOf(parallel, {0.22F * kDegree, 1.0F, kEquator});
     colour = mix(colour, style.colour, style.strength * lineCover(acrossParallel, style.halfWidth, footprint));
   }
-  const float acrossCap = std::abs(latitude - 82.5F) * kDegree;
   return mix(colour, kWhite, kMedium.strength * lineCover(acrossCap, kMedium.halfWidth, footprint));
 }
 
@@ -107,7 +107,7 @@ Colour octantColour(float x, float y, float z) {
 Colour SpherePainter::colourAt(const SpherePoint& point, float footprint) const {
   Colour colour = withGrid(background(point), point, footprint);
   const LabelCover label = labels_.coverAt(point);
-  if (label.halo > 0.0F) colour = mix(colour, kHalo, label.halo);
+  if (label.halo > 0.0F) colour = mix(colour, label.accent ? kWhite : kHalo, label.halo);
   if (label.text > 0.0F) colour = mix(colour, label.accent ? kPrimeMeridian : kWhite, label.text);
   return colour;
 }
