@@ -1,11 +1,11 @@
-#include "CairoCanvas.h"
-
-#include "ViewerError.h"
+#include "apps/zelview/CairoCanvas.h"
 
 #include <cmath>
 #include <cstdint>
 #include <numbers>
 #include <vector>
+
+#include "apps/zelview/ViewerError.h"
 
 namespace zelview {
 namespace {

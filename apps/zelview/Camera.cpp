@@ -1,4 +1,4 @@
-#include "Camera.h"
+#include "apps/zelview/Camera.h"
 
 #include <ZELKit/ZELOrientationMath.h>
 

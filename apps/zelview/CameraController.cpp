@@ -1,4 +1,4 @@
-#include "CameraController.h"
+#include "apps/zelview/CameraController.h"
 
 namespace zelview {
 

@@ -1,11 +1,11 @@
 #pragma once
 
-#include "Camera.h"
-
 #include <ZELKit/ZELInteractionController.h>
 
 #include <memory>
 #include <optional>
+
+#include "apps/zelview/Camera.h"
 
 namespace zelview {
 

@@ -1,7 +1,4 @@
-#include "ContactSheet.h"
-
-#include "CairoCanvas.h"
-#include "OffscreenRenderer.h"
+#include "apps/zelview/ContactSheet.h"
 
 #include <ZELPlatform/EAGL.h>
 #include <ZELPlatform/UIScreen.h>
@@ -10,6 +7,9 @@
 #include <string>
 #include <utility>
 #include <vector>
+
+#include "apps/zelview/CairoCanvas.h"
+#include "apps/zelview/OffscreenRenderer.h"
 
 namespace zelview {
 namespace {

@@ -1,9 +1,9 @@
 #pragma once
 
-#include "Options.h"
-#include "PictureContent.h"
-
 #include <memory>
+
+#include "apps/zelview/Options.h"
+#include "apps/zelview/PictureContent.h"
 
 namespace zelview {
 

@@ -1,9 +1,9 @@
-#include "HelpOverlay.h"
-
-#include "CairoCanvas.h"
-#include "KeyHelp.h"
+#include "apps/zelview/HelpOverlay.h"
 
 #include <cmath>
+
+#include "apps/zelview/CairoCanvas.h"
+#include "apps/zelview/KeyHelp.h"
 
 namespace zelview {
 namespace {

@@ -1,4 +1,4 @@
-#include "Layout.h"
+#include "apps/zelview/Layout.h"
 
 #include <array>
 #include <cmath>

@@ -1,12 +1,12 @@
 #pragma once
 
-#include "SpherePoint.h"
-
 #include <ZELKit/ZELProjectionType.h>
 
 #include <cstddef>
 #include <cstdint>
 #include <vector>
+
+#include "apps/zelview/SpherePoint.h"
 
 namespace zelview {
 

@@ -1,4 +1,4 @@
-#include "Metadata.h"
+#include "apps/zelview/Metadata.h"
 
 #include <exiv2/exiv2.hpp>
 

@@ -1,7 +1,4 @@
-#include "OffscreenRenderer.h"
-
-#include "PictureContent.h"
-#include "ViewerError.h"
+#include "apps/zelview/OffscreenRenderer.h"
 
 #include <ZELPlatform/EAGL.h>
 #include <ZELPlatform/Foundation.h>
@@ -9,6 +6,9 @@
 
 #include <algorithm>
 #include <cmath>
+
+#include "apps/zelview/PictureContent.h"
+#include "apps/zelview/ViewerError.h"
 
 namespace zelview {
 namespace {

@@ -1,8 +1,5 @@
 #pragma once
 
-#include "Camera.h"
-#include "CameraController.h"
-
 #include <ZELKit/ZELDirectPixelBufferSource.h>
 #include <ZELKit/ZELProjection.h>
 #include <ZELKit/ZELRenderView.h>
@@ -11,6 +8,9 @@
 
 #include <functional>
 #include <memory>
+
+#include "apps/zelview/Camera.h"
+#include "apps/zelview/CameraController.h"
 
 namespace zelview {
 

@@ -1,6 +1,4 @@
-#include "Options.h"
-
-#include "KeyHelp.h"
+#include "apps/zelview/Options.h"
 
 #include <ZELKit/ZELVersion.h>
 
@@ -11,6 +9,8 @@
 #include <iomanip>
 #include <sstream>
 #include <string_view>
+
+#include "apps/zelview/KeyHelp.h"
 
 namespace zelview {
 namespace {

@@ -1,13 +1,13 @@
 #pragma once
 
-#include "Camera.h"
-
 #include <ZELKit/ZELProjection.h>
 #include <ZELPlatform/CGGeometry.h>
 
 #include <cstdint>
 #include <optional>
 #include <string>
+
+#include "apps/zelview/Camera.h"
 
 namespace zelview {
 

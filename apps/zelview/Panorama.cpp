@@ -1,12 +1,12 @@
-#include "Panorama.h"
-
-#include "Layout.h"
-#include "SpherePainter.h"
+#include "apps/zelview/Panorama.h"
 
 #include <algorithm>
 #include <atomic>
 #include <thread>
 #include <vector>
+
+#include "apps/zelview/Layout.h"
+#include "apps/zelview/SpherePainter.h"
 
 namespace zelview {
 namespace {

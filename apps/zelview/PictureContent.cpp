@@ -1,8 +1,4 @@
-#include "PictureContent.h"
-
-#include "Panorama.h"
-#include "ProjectionChoice.h"
-#include "ViewerError.h"
+#include "apps/zelview/PictureContent.h"
 
 #include <sys/stat.h>
 #include <unistd.h>
@@ -14,6 +10,10 @@
 #include <cstring>
 #include <new>
 #include <vector>
+
+#include "apps/zelview/Panorama.h"
+#include "apps/zelview/ProjectionChoice.h"
+#include "apps/zelview/ViewerError.h"
 
 namespace zelview {
 namespace {

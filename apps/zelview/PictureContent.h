@@ -1,8 +1,5 @@
 #pragma once
 
-#include "Metadata.h"
-#include "Options.h"
-
 #include <ZELKit/ZELDirectPixelBufferSource.h>
 #include <ZELKit/ZELProjection.h>
 #include <ZELPlatform/CoreGraphics.h>
@@ -10,6 +7,9 @@
 #include <cstddef>
 #include <memory>
 #include <string>
+
+#include "apps/zelview/Metadata.h"
+#include "apps/zelview/Options.h"
 
 namespace zelview {
 

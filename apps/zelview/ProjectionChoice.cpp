@@ -1,4 +1,4 @@
-#include "ProjectionChoice.h"
+#include "apps/zelview/ProjectionChoice.h"
 
 #include <cmath>
 

@@ -1,11 +1,11 @@
 #pragma once
 
-#include "Metadata.h"
-
 #include <ZELKit/ZELProjectionType.h>
 
 #include <cstddef>
 #include <string>
+
+#include "apps/zelview/Metadata.h"
 
 namespace zelview {
 

@@ -1,4 +1,4 @@
-#include "QuitSignals.h"
+#include "apps/zelview/QuitSignals.h"
 
 #include <sys/eventfd.h>
 #include <unistd.h>

@@ -1,4 +1,4 @@
-#include "SphereLabels.h"
+#include "apps/zelview/SphereLabels.h"
 
 #include <cairo.h>
 

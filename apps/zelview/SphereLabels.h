@@ -1,13 +1,13 @@
 #pragma once
 
-#include "SpherePoint.h"
-
 #include <cstdint>
 #include <map>
 #include <memory>
 #include <string>
 #include <utility>
 #include <vector>
+
+#include "apps/zelview/SpherePoint.h"
 
 namespace zelview {
 

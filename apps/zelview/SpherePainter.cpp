@@ -1,4 +1,4 @@
-#include "SpherePainter.h"
+#include "apps/zelview/SpherePainter.h"
 
 #include <algorithm>
 #include <array>
@@ -107,7 +107,7 @@ Colour octantColour(float x, float y, float z) {
 Colour SpherePainter::colourAt(const SpherePoint& point, float footprint) const {
   Colour colour = withGrid(background(point), point, footprint);
   const LabelCover label = labels_.coverAt(point);
-  if (label.halo > 0.0F) colour = mix(colour, label.accent ? kWhite : kHalo, label.halo);
+  if (label.halo > 0.0F) colour = mix(colour, kHalo, label.halo);
   if (label.text > 0.0F) colour = mix(colour, label.accent ? kPrimeMeridian : kWhite, label.text);
   return colour;
 }

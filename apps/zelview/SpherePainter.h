@@ -1,7 +1,7 @@
 #pragma once
 
-#include "SphereLabels.h"
-#include "SpherePoint.h"
+#include "apps/zelview/SphereLabels.h"
+#include "apps/zelview/SpherePoint.h"
 
 namespace zelview {
 

@@ -1,4 +1,4 @@
-#include "SpherePoint.h"
+#include "apps/zelview/SpherePoint.h"
 
 #include <algorithm>
 #include <cmath>

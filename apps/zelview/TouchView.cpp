@@ -1,4 +1,4 @@
-#include "TouchView.h"
+#include "apps/zelview/TouchView.h"
 
 #include <utility>
 

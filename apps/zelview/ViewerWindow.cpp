@@ -1,8 +1,4 @@
-#include "ViewerWindow.h"
-
-#include "HelpOverlay.h"
-#include "QuitSignals.h"
-#include "ViewerError.h"
+#include "apps/zelview/ViewerWindow.h"
 
 #include <ZELPlatform/Foundation.h>
 #include <ZELPlatform/UIApplication.h>
@@ -16,6 +12,10 @@
 #include <functional>
 #include <map>
 #include <utility>
+
+#include "apps/zelview/HelpOverlay.h"
+#include "apps/zelview/QuitSignals.h"
+#include "apps/zelview/ViewerError.h"
 
 namespace zelview {
 namespace {

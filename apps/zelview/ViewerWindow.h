@@ -1,15 +1,15 @@
 #pragma once
 
-#include "CameraController.h"
-#include "Options.h"
-#include "PictureContent.h"
-#include "TouchView.h"
-
 #include <ZELKit/ZELRenderView.h>
 #include <ZELPlatform/UIWindow.h>
 
 #include <memory>
 #include <string>
+
+#include "apps/zelview/CameraController.h"
+#include "apps/zelview/Options.h"
+#include "apps/zelview/PictureContent.h"
+#include "apps/zelview/TouchView.h"
 
 namespace zelview {
 

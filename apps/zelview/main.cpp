@@ -1,11 +1,3 @@
-#include "ContactSheet.h"
-#include "OffscreenRenderer.h"
-#include "Options.h"
-#include "Panorama.h"
-#include "PictureContent.h"
-#include "ViewerError.h"
-#include "ViewerWindow.h"
-
 #include <ZELPlatform/EAGL.h>
 #include <ZELPlatform/Foundation.h>
 #include <ZELPlatform/UIApplication.h>
@@ -13,6 +5,14 @@
 #include <cstdio>
 #include <exception>
 #include <new>
+
+#include "apps/zelview/ContactSheet.h"
+#include "apps/zelview/OffscreenRenderer.h"
+#include "apps/zelview/Options.h"
+#include "apps/zelview/Panorama.h"
+#include "apps/zelview/PictureContent.h"
+#include "apps/zelview/ViewerError.h"
+#include "apps/zelview/ViewerWindow.h"
 
 namespace zelview {
 namespace {
