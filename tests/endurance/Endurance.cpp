@@ -1,13 +1,13 @@
-#include "gpu/RenderGLCalls.h"
-#include "gpu/RenderHarness.h"
-#include "platform/corevideo/Counters.h"
-
 #include <gtest/gtest.h>
 #include <malloc.h>
 #include <unistd.h>
 
 #include <fstream>
 #include <iostream>
+
+#include "gpu/RenderGLCalls.h"
+#include "gpu/RenderHarness.h"
+#include "platform/corevideo/Counters.h"
 
 // Long runs: memory and GL names must not grow.
 

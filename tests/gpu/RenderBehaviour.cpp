@@ -1,12 +1,12 @@
-#include "gpu/RenderHarness.h"
-#include "platform/corevideo/Counters.h"
-#include "platform/quartzcore/LayerContents.h"
-
 #include <ZELKit/internal/ZELInternalRenderState.h>
 #include <ZELKit/internal/ZELInternalRenderView.h>
 #include <gtest/gtest.h>
 
 #include <ostream>
+
+#include "gpu/RenderHarness.h"
+#include "platform/corevideo/Counters.h"
+#include "platform/quartzcore/LayerContents.h"
 
 // What is drawn, presented and uploaded when, and what happens to frames and views that make no sense.
 

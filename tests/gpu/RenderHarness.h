@@ -2,8 +2,6 @@
 
 /// Puts render views off screen, steps their display and reads their pictures back.
 
-#include "gpu/Reference.h"
-
 #include <ZELKit/ZELKit.h>
 #include <ZELPlatform/Dispatch.h>
 #include <ZELPlatform/Foundation.h>
@@ -14,6 +12,8 @@
 #include <memory>
 #include <string>
 #include <vector>
+
+#include "gpu/RenderComparison.h"
 
 namespace ZELPlatform {
 class LayerContents;
@@ -35,16 +35,6 @@ struct BackEnd {
 
 /// The back ends that were built in.
 const std::vector<BackEnd>& backEnds();
-
-/// Rows from the top, four bytes a pixel: red, green, blue, alpha.
-struct Picture {
-  int width = 0;
-  int height = 0;
-  std::vector<uint8_t> bytes;
-
-  const uint8_t* pixel(int column, int row) const { return &bytes[(static_cast<size_t>(row) * width + column) * 4]; }
-  bool operator==(const Picture&) const = default;
-};
 
 Picture pictureOf(const CGImage& image);
 
@@ -134,31 +124,5 @@ class Stage {
   std::shared_ptr<UIWindow> window_;
   std::vector<std::shared_ptr<DispatchQueue>> renderQueues_;
 };
-
-/// What a picture has in common with the reference.
-struct Comparison {
-  size_t pixels = 0;
-  /// Pixels at discontinuities, which may show either side, and how many of those differ from the reference's side.
-  size_t ambiguous = 0;
-  size_t ambiguousOff = 0;
-  /// Pixels elsewhere that are further off than allowed, and the first of them in words.
-  size_t off = 0;
-  std::string firstOff;
-  /// The largest difference elsewhere, in 255ths.
-  double worst = 0.0;
-
-  void add(const Comparison& other);
-  /// One line for a test's output.
-  std::string summary() const;
-};
-
-/// Compares every pixel of a picture: colours within `tolerance` 255ths, opaque inside the picture, zero outside it.
-Comparison compare(const Picture& picture, const Shot& shot, const CVPixelBuffer& frame, double tolerance);
-
-/// A frame of smooth waves, different in each channel and at each place; a two-plane frame has waves in its planes.
-CVPixelBufferRef smoothFrame(uint32_t format, size_t width, size_t height);
-
-/// A frame of one colour (red, green, blue), packed formats only.
-CVPixelBufferRef plainFrame(uint32_t format, size_t width, size_t height, std::array<uint8_t, 3> colour);
 
 }  // namespace ZELTest
