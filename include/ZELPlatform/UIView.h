@@ -107,7 +107,9 @@ class ZELPLATFORM_EXPORT UIView : public std::enable_shared_from_this<UIView> {
  private:
   friend class UIWindow;
   static void destroyOnMainThread(UIView* view);
-  void moveTreeToWindow(const std::shared_ptr<UIWindow>& window);
+  void announceWindow(const std::shared_ptr<UIWindow>& window);
+  void enterWindow(const std::shared_ptr<UIWindow>& window);
+  void detach();
   CGPoint originInWindow() const;
 
   CGRect frame_{};
