@@ -29,9 +29,10 @@ TEST(Options, DefaultsOpenAWindowOnTheBuiltInPanorama) {
 
 TEST(Options, EveryOptionArrives) {
   const CommandLine line =
-      parse({"--snapshot", "out.png", "--projection", "segmentedsphere", "--gravity", "fill", "--padding", "12",
-             "--yaw", "-30.5", "--pitch", "-90", "--roll", "400", "--zoom", "2.5", "--mirror", "--size", "640x480",
-             "--scale", "1.5", "--backend", "gl", "--verbose", "in.jpg"});
+      parse({"--snapshot", "out.png", "--projection", "segmentedsphere", "--gravity", "fill",    "--padding",
+             "12",         "--yaw",   "-30.5",        "--pitch",         "-90",       "--roll",  "400",
+             "--zoom",     "2.5",     "--mirror",     "--size",          "640x480",   "--scale", "1.5",
+             "--backend",  "gl",      "--verbose",    "in.jpg"});
   ASSERT_TRUE(line.options) << line.text;
   const Options& o = *line.options;
   EXPECT_EQ(o.mode, Mode::Snapshot);
@@ -64,33 +65,32 @@ TEST_P(UsageError, IsOneSentenceAndStatusTwo) {
   EXPECT_EQ(line.text.back(), '\n');
 }
 
-INSTANTIATE_TEST_SUITE_P(
-    All, UsageError,
-    testing::ValuesIn(std::vector<std::vector<const char*>>{
-        {"--nonsense"},
-        {"a.png", "b.png"},
-        {"--snapshot"},
-        {"--snapshot", ""},
-        {"--snapshot", "a", "--contact-sheet", "b"},
-        {"--save-panorama", "a", "in.jpg"},
-        {"--projection", "cube"},
-        {"--gravity", "centre"},
-        {"--backend", "metal"},
-        {"--padding", "-1"},
-        {"--padding", "1.5"},
-        {"--yaw", "left"},
-        {"--yaw", "nan"},
-        {"--roll", "inf"},
-        {"--pitch", "91"},
-        {"--zoom", "0"},
-        {"--zoom", "11"},
-        {"--scale", "0"},
-        {"--size", "0x10"},
-        {"--size", "10"},
-        {"--size", "10x10x10"},
-        {"--size", "-5x5"},
-        {"--size", "99999x10"},
-    }));
+INSTANTIATE_TEST_SUITE_P(All, UsageError,
+                         testing::ValuesIn(std::vector<std::vector<const char*>>{
+                             {"--nonsense"},
+                             {"a.png", "b.png"},
+                             {"--snapshot"},
+                             {"--snapshot", ""},
+                             {"--snapshot", "a", "--contact-sheet", "b"},
+                             {"--save-panorama", "a", "in.jpg"},
+                             {"--projection", "cube"},
+                             {"--gravity", "centre"},
+                             {"--backend", "metal"},
+                             {"--padding", "-1"},
+                             {"--padding", "1.5"},
+                             {"--yaw", "left"},
+                             {"--yaw", "nan"},
+                             {"--roll", "inf"},
+                             {"--pitch", "91"},
+                             {"--zoom", "0"},
+                             {"--zoom", "11"},
+                             {"--scale", "0"},
+                             {"--size", "0x10"},
+                             {"--size", "10"},
+                             {"--size", "10x10x10"},
+                             {"--size", "-5x5"},
+                             {"--size", "99999x10"},
+                         }));
 
 TEST(Options, HelpListsEveryKeyAndVersionNamesBoth) {
   const CommandLine help = parse({"--help"});

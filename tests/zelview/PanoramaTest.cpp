@@ -56,8 +56,8 @@ Colour sample(const CGImage& image, Place place) {
     const auto at = [&](size_t dx, size_t dy) {
       return image.bytes()[(row + dy) * image.bytesPerRow() + (column + dx) * 4 + part] / 255.0;
     };
-    parts[part] = static_cast<float>(std::lerp(std::lerp(at(0, 0), at(1, 0), x - column),
-                                               std::lerp(at(0, 1), at(1, 1), x - column), y - row));
+    parts[part] = static_cast<float>(
+        std::lerp(std::lerp(at(0, 0), at(1, 0), x - column), std::lerp(at(0, 1), at(1, 1), x - column), y - row));
   }
   return {parts[0], parts[1], parts[2]};
 }

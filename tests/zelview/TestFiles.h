@@ -12,7 +12,6 @@
 #include <utility>
 #include <vector>
 
-
 namespace zelview {
 
 /// A folder that goes away with its owner.
