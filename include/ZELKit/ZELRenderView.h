@@ -84,6 +84,8 @@ class ZELKIT_EXPORT ZELRenderView final : public UIView, public ZELDisplayable {
   static const std::shared_ptr<DispatchQueue>& _trackLockQueue();
   static void collectWeakRefs();
 
+  /// Installs a back-end view in place of the present one, and tracks it; for the library's own use.
+  void _setupInternalView(std::shared_ptr<ZELInternalRenderView> view);
   /// The back-end view; for the library's own use.
   const std::shared_ptr<ZELInternalRenderView>& renderView() const { return renderView_; }
 
@@ -91,7 +93,6 @@ class ZELKIT_EXPORT ZELRenderView final : public UIView, public ZELDisplayable {
   bool initWithFrame(CGRect frame) override;
 
  private:
-  void _setupInternalView(std::shared_ptr<ZELInternalRenderView> view);
   float advanceClock();
   GLKMatrix4 cameraMatrix(float deltaTime);
   std::shared_ptr<ZELInternalRenderState> makeState(const GLKMatrix4& viewMatrix, double syncTime);

@@ -95,7 +95,7 @@ class ZELPLATFORM_EXPORT UIView : public std::enable_shared_from_this<UIView> {
   template <class View>
   static std::shared_ptr<View> createView(CGRect frame) {
     std::shared_ptr<View> view(new View(Key()), [](View* dead) { destroyOnMainThread(dead); });
-    return view->initWithFrame(frame) ? view : nullptr;
+    return static_cast<UIView&>(*view).initWithFrame(frame) ? view : nullptr;
   }
 
   /// Prepares the view; a class that overrides it calls the base first and gives up when that fails.
@@ -107,7 +107,9 @@ class ZELPLATFORM_EXPORT UIView : public std::enable_shared_from_this<UIView> {
  private:
   friend class UIWindow;
   static void destroyOnMainThread(UIView* view);
-  void moveTreeToWindow(const std::shared_ptr<UIWindow>& window);
+  void announceWindow(const std::shared_ptr<UIWindow>& window);
+  void enterWindow(const std::shared_ptr<UIWindow>& window);
+  void detach();
   CGPoint originInWindow() const;
 
   CGRect frame_{};

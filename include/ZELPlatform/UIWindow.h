@@ -8,7 +8,8 @@
 
 /// A key that went down.
 struct UIKey {
-  /// The character it types without modifiers ("a", "1", "?"), or a name: "Escape", "Return", "Left", "F11", "Space" …
+  /// The character it types, letters in lower case ("a", "1", "?"), or a name: "Escape", "Return", "Left", "F11",
+  /// "Space" …
   std::string name;
   bool shift = false;
   bool control = false;
@@ -56,7 +57,7 @@ class ZELPLATFORM_EXPORT UIWindow final : public UIView {
   /// Whether the window is on the screen. Off screen: whether it was made visible.
   bool isVisible() const { return visible_; }
 
-  /// Closes the native window; the views stay.
+  /// Closes the native window for good; the views stay.
   void close();
 
   void setTitle(const std::string& title);
@@ -88,11 +89,15 @@ class ZELPLATFORM_EXPORT UIWindow final : public UIView {
   friend class UIView;
   struct Native;
   void resizeTo(CGSize size);
-  void commitScene();
+  void scheduleUpdate();
   void sceneChanged();
+  void update();
+  void commitScene();
+  void cancelTouch(const std::shared_ptr<UITouch>& touch);
 
   bool visible_ = false;
   bool fullScreen_ = false;
+  bool updateScheduled_ = false;
   bool sceneDirty_ = true;
   std::string creationError_;
   std::weak_ptr<UIWindowDelegate> delegate_;

@@ -46,6 +46,8 @@ class NativeWindow {
   virtual CGSize size() const = 0;
   virtual int pixelWidth() const = 0;
   virtual int pixelHeight() const = 0;
+  /// Pixels per point.
+  virtual double scale() const = 0;
   /// What to compose onto; system `None` when there is nothing to compose onto (off screen).
   virtual NativeSurface surface() const = 0;
 };

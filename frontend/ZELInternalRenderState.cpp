@@ -1,0 +1,14 @@
+#include <ZELKit/internal/ZELInternalRenderState.h>
+
+#include <cstring>
+
+bool ZELInternalRenderState::differsFromRenderState(const ZELInternalRenderState& other) const {
+  // Bytes, not floats: 0 and -0 differ, equal NaNs do not.
+  if (std::memcmp(&viewMatrix, &other.viewMatrix, sizeof viewMatrix) != 0) return true;
+  if (nearPlane != other.nearPlane) return true;
+  if (projection != other.projection) return true;
+  if (!CGSizeEqualToSize(size, other.size)) return true;
+  if (nativeScale != other.nativeScale) return true;
+  if (srContentType != other.srContentType || srEncoderType != other.srEncoderType) return true;
+  return srEnabled != other.srEnabled;
+}

@@ -1,0 +1,10 @@
+#include "platform/corevideo/Counters.h"
+
+namespace ZELPlatform {
+
+PixelCounters& pixelCounters() {
+  static PixelCounters counters;
+  return counters;
+}
+
+}  // namespace ZELPlatform
