@@ -218,7 +218,7 @@ std::string measureFrames(const Settings& settings, Report& report) {
     std::unique_ptr<FrameRing> frames;
     for (const auto& projection : allProjections()) {
       const std::string projectionName = ZELProjectionTypeName(projection->type());
-      if (!settings.wants(projectionName + " " + formatName)) continue;
+      if (!settings.wants(std::string(projectionName).append(" ").append(formatName))) continue;
       if (!stage) {
         std::string error;
         stage = KitStage::create(kTargetSize, &error);

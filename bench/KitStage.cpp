@@ -6,6 +6,7 @@
 
 #include <GLES2/gl2.h>
 #include <ZELPlatform/CoreMedia.h>
+#include <ZELPlatform/EAGL.h>
 #include <ZELPlatform/Foundation.h>
 #include <ZELPlatform/QuartzCore.h>
 #include <ZELPlatform/UIApplication.h>
@@ -18,16 +19,19 @@ namespace {
 class ContextProbe final : public ZELPixelBufferSource {
  public:
   bool hasNewPixelBufferForTime(double) override {
-    context_ = EAGLContext::currentContext();
+    display_ = eglGetCurrentDisplay();
+    context_ = eglGetCurrentContext();
     return false;
   }
   CVPixelBufferRef copyPixelBufferForTime(double) override { return nullptr; }
   void notifyDisplaySizeChanged(CGSize) override {}
 
-  const std::shared_ptr<EAGLContext>& context() const { return context_; }
+  EGLDisplay display() const { return display_; }
+  EGLContext context() const { return context_; }
 
  private:
-  std::shared_ptr<EAGLContext> context_;
+  EGLDisplay display_ = EGL_NO_DISPLAY;
+  EGLContext context_ = EGL_NO_CONTEXT;
 };
 
 }  // namespace
@@ -65,8 +69,9 @@ bool KitStage::findContext() {
   view_->setContentProjection(ZELProjection::equirectangular());
   view_->setContentSource(probe);
   refreshUnchanged();
+  display_ = probe->display();
   context_ = probe->context();
-  return context_ != nullptr;
+  return context_ != EGL_NO_CONTEXT;
 }
 
 KitStage::~KitStage() {
@@ -115,9 +120,9 @@ double KitStage::refreshUnchanged() {
 
 void KitStage::withContext(const std::function<void()>& task) const {
   ZELGLRenderView::_sharedRenderQueue()->sync([&] {
-    EAGLContext::setCurrentContext(context_);
+    eglMakeCurrent(display_, EGL_NO_SURFACE, EGL_NO_SURFACE, context_);
     task();
-    EAGLContext::setCurrentContext(nullptr);
+    eglMakeCurrent(display_, EGL_NO_SURFACE, EGL_NO_SURFACE, EGL_NO_CONTEXT);
   });
 }
 

@@ -9,7 +9,7 @@ namespace {
 /// Slow ramps along both axes with three bits of noise on top.
 uint8_t sampleAt(size_t x, size_t y, uint32_t seed) {
   const uint32_t hash = (static_cast<uint32_t>(x) * 2654435761U) ^ (static_cast<uint32_t>(y) * 2246822519U) ^ seed;
-  return static_cast<uint8_t>(16 + (x / 24 + y / 16 + seed * 40) % 200 + ((hash >> 13) & 7U));
+  return static_cast<uint8_t>(16 + (x / 24 + y / 16 + size_t{seed} * 40) % 200 + ((hash >> 13) & 7U));
 }
 
 }  // namespace

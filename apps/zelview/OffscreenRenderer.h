@@ -1,0 +1,43 @@
+#pragma once
+
+#include <ZELKit/ZELDirectPixelBufferSource.h>
+#include <ZELKit/ZELProjection.h>
+#include <ZELKit/ZELRenderView.h>
+#include <ZELPlatform/CoreGraphics.h>
+#include <ZELPlatform/UIWindow.h>
+
+#include <functional>
+#include <memory>
+
+#include "apps/zelview/Camera.h"
+#include "apps/zelview/CameraController.h"
+
+namespace zelview {
+
+/// Renders pictures into memory, one at a time. Main thread; needs the off-screen display to be started.
+class OffscreenRenderer {
+ public:
+  /// Throws `ViewerError` when the picture (points times the screen's scale) is too large or nothing can draw.
+  explicit OffscreenRenderer(CGSize size);
+  ~OffscreenRenderer();
+
+  /// The image seen through the projection by the camera. `makeProjection` is called twice and yields a new object each
+  /// time. Blocks until the picture is finished; throws `ViewerError` when it is not within half a minute.
+  std::shared_ptr<CGImage> render(const std::shared_ptr<CGImage>& image,
+                                  const std::function<std::shared_ptr<ZELProjection>()>& makeProjection,
+                                  const Camera& camera);
+
+  OffscreenRenderer(const OffscreenRenderer&) = delete;
+  OffscreenRenderer& operator=(const OffscreenRenderer&) = delete;
+
+ private:
+  void draw(const std::shared_ptr<ZELProjection>& projection);
+
+  std::shared_ptr<UIWindow> window_;
+  std::shared_ptr<ZELRenderView> view_;
+  std::shared_ptr<CameraController> controller_;
+  std::shared_ptr<CGImage> image_;
+  std::shared_ptr<ZELDirectPixelBufferSource> source_;
+};
+
+}  // namespace zelview

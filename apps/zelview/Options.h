@@ -1,0 +1,46 @@
+#pragma once
+
+#include <ZELKit/ZELProjection.h>
+#include <ZELPlatform/CGGeometry.h>
+
+#include <cstdint>
+#include <optional>
+#include <string>
+
+#include "apps/zelview/Camera.h"
+
+namespace zelview {
+
+enum class Mode { Window, Snapshot, ContactSheet, SavePanorama };
+
+/// What the command line asks for.
+struct Options {
+  Mode mode = Mode::Window;
+  /// Empty: the built-in panorama.
+  std::string picture;
+  /// Where the picture goes in every mode but the window's.
+  std::string output;
+  /// None: decided by the picture.
+  std::optional<ZELProjectionType> projection;
+  int64_t gravity = ZELContentGravityFit;
+  /// Pixels at each border of each cube face that are not to be sampled.
+  int64_t padding = 0;
+  Camera camera;
+  /// In points; none: the mode's own.
+  std::optional<CGSize> size;
+  /// Pixels per point; none: 1 off screen, the display's in a window.
+  std::optional<double> scale;
+  bool verbose = false;
+};
+
+/// Options, or a text to print and the status to exit with.
+struct CommandLine {
+  std::optional<Options> options;
+  int status = 0;
+  std::string text;
+};
+
+/// Reads the command line. A usage error has status 2 and one line of text; `--help` and `--version` have status 0.
+CommandLine parseCommandLine(int argc, const char* const* argv);
+
+}  // namespace zelview

@@ -1,0 +1,58 @@
+#pragma once
+
+#include <ZELKit/ZELDirectPixelBufferSource.h>
+#include <ZELKit/ZELProjection.h>
+#include <ZELPlatform/CoreGraphics.h>
+
+#include <cstddef>
+#include <memory>
+#include <string>
+
+#include "apps/zelview/Metadata.h"
+#include "apps/zelview/Options.h"
+
+namespace zelview {
+
+/// What is shown: a picture from a file, or the built-in panorama in the layout of whatever projection is asked for.
+class PictureContent {
+ public:
+  /// Decodes the picture, if one is named, no side larger than `maximumSide`. Prints the decision of an automatic
+  /// projection on standard output, and on standard error when something had to be changed. Throws `ViewerError`.
+  static std::shared_ptr<PictureContent> load(const Options& options, size_t maximumSide);
+
+  bool isBuiltIn() const { return file_ == nullptr; }
+
+  /// The projection that was asked for or decided.
+  ZELProjectionType projection() const { return projection_; }
+
+  /// The picture for that projection. The built-in one is made on first use.
+  const std::shared_ptr<CGImage>& imageFor(ZELProjectionType projection);
+
+ private:
+  void loadFile(const Options& options, size_t maximumSide);
+  void decideProjection(const Options& options, const PanoramaMetadata& metadata, size_t width, size_t height);
+
+  std::shared_ptr<CGImage> file_;
+  ZELProjectionType projection_ = ZELProjectionTypeEquirectangular;
+  int64_t padding_ = 0;
+  std::shared_ptr<CGImage> builtInSphere_;
+  std::shared_ptr<CGImage> builtInCube_;
+};
+
+/// Throws `ViewerError` unless the path names a file that can be opened.
+void checkReadable(const std::string& path);
+
+/// Throws `ViewerError` when the padding leaves nothing of a cube's faces in that picture.
+void checkPadding(ZELProjectionType projection, int64_t padding, const CGImage& image);
+
+/// The projection object for a type with the options' gravity and padding.
+std::shared_ptr<ZELProjection> makeProjection(ZELProjectionType type, int64_t gravity, int64_t padding);
+
+/// A source that holds the image, without a copy of its bytes.
+std::shared_ptr<ZELDirectPixelBufferSource> makeSource(const std::shared_ptr<CGImage>& image);
+
+/// The whole sphere's picture with the image where the crop says, black around it, no side above `maximumSide`. Null
+/// when memory does not allow it.
+std::shared_ptr<CGImage> placeCrop(const CGImage& image, const PanoramaCrop& crop, size_t maximumSide);
+
+}  // namespace zelview

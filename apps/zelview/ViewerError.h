@@ -1,0 +1,14 @@
+#pragma once
+
+#include <stdexcept>
+#include <string>
+
+namespace zelview {
+
+/// Why the program cannot do what it was asked: one sentence without a full stop, for the person at the terminal.
+class ViewerError : public std::runtime_error {
+ public:
+  using std::runtime_error::runtime_error;
+};
+
+}  // namespace zelview
