@@ -72,7 +72,7 @@ TEST_P(RenderBehaviour, BecomesReadyOnceWithTheFirstFrame) {
   eye.view->setReadyForDisplayObserver([&](bool ready) { changes.push_back(ready); });
 
   EXPECT_EQ(workOfStep(eye), (Work{.presents = 1})) << "an empty drawable, before any content";
-  EXPECT_EQ(eye.picture(), (Picture{96, 54, std::vector<uint8_t>(96 * 54 * 4, 0)}));
+  EXPECT_EQ(eye.picture(), (Picture{96, 54, std::vector<uint8_t>(size_t{96} * 54 * 4, 0)}));
   EXPECT_EQ(workOfStep(eye), kNothing);
   EXPECT_TRUE(changes.empty());
 

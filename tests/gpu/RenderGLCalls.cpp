@@ -71,12 +71,12 @@ size_t livingFramebuffers() {
 using namespace ZELTest;
 
 /// Defines a function of the driver's name that does `WORK` and then calls the driver's.
-#define ZEL_COUNTED(NAME, PARAMETERS, ARGUMENTS, WORK)        \
-  extern "C" void NAME PARAMETERS {                           \
-    static auto* const driver = next<void PARAMETERS>(#NAME); \
-    ++gAll;                                                   \
-    WORK;                                                     \
-    driver ARGUMENTS;                                         \
+#define ZEL_COUNTED(NAME, PARAMETERS, ARGUMENTS, WORK)       \
+  extern "C" void NAME PARAMETERS {                          \
+    static auto* const driver = next<decltype(NAME)>(#NAME); \
+    ++gAll;                                                  \
+    WORK;                                                    \
+    driver ARGUMENTS;                                        \
   }
 
 ZEL_COUNTED(glDrawElements, (GLenum mode, GLsizei count, GLenum type, const void* indices),
@@ -103,7 +103,7 @@ ZEL_COUNTED(glViewport, (GLint x, GLint y, GLsizei width, GLsizei height), (x, y
 #undef ZEL_COUNTED
 
 extern "C" void glGenRenderbuffers(GLsizei count, GLuint* made) {
-  static auto* const driver = next<void(GLsizei, GLuint*)>("glGenRenderbuffers");
+  static auto* const driver = next<decltype(glGenRenderbuffers)>("glGenRenderbuffers");
   driver(count, made);
   ++gAll;
   gRenderbuffersMade += static_cast<uint64_t>(count);
@@ -112,7 +112,7 @@ extern "C" void glGenRenderbuffers(GLsizei count, GLuint* made) {
 }
 
 extern "C" void glDeleteRenderbuffers(GLsizei count, const GLuint* dead) {
-  static auto* const driver = next<void(GLsizei, const GLuint*)>("glDeleteRenderbuffers");
+  static auto* const driver = next<decltype(glDeleteRenderbuffers)>("glDeleteRenderbuffers");
   driver(count, dead);
   ++gAll;
   gRenderbufferDeletions += static_cast<uint64_t>(count);
@@ -121,7 +121,7 @@ extern "C" void glDeleteRenderbuffers(GLsizei count, const GLuint* dead) {
 }
 
 extern "C" void glGenFramebuffers(GLsizei count, GLuint* made) {
-  static auto* const driver = next<void(GLsizei, GLuint*)>("glGenFramebuffers");
+  static auto* const driver = next<decltype(glGenFramebuffers)>("glGenFramebuffers");
   driver(count, made);
   ++gAll;
   const std::lock_guard lock(names().mutex);
@@ -129,7 +129,7 @@ extern "C" void glGenFramebuffers(GLsizei count, GLuint* made) {
 }
 
 extern "C" void glDeleteFramebuffers(GLsizei count, const GLuint* dead) {
-  static auto* const driver = next<void(GLsizei, const GLuint*)>("glDeleteFramebuffers");
+  static auto* const driver = next<decltype(glDeleteFramebuffers)>("glDeleteFramebuffers");
   driver(count, dead);
   ++gAll;
   gFramebufferDeletions += static_cast<uint64_t>(count);
@@ -138,7 +138,7 @@ extern "C" void glDeleteFramebuffers(GLsizei count, const GLuint* dead) {
 }
 
 extern "C" EGLBoolean eglDestroyContext(EGLDisplay display, EGLContext context) {
-  static auto* const driver = next<EGLBoolean(EGLDisplay, EGLContext)>("eglDestroyContext");
+  static auto* const driver = next<decltype(eglDestroyContext)>("eglDestroyContext");
   {
     const std::lock_guard lock(names().mutex);
     std::erase_if(names().framebuffers, [context](const auto& entry) { return entry.first == context; });
