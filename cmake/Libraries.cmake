@@ -21,6 +21,10 @@ if(ZEL_WITH_WINDOWS)
     target_compile_definitions(zel_platform_objects PRIVATE ZEL_WITH_WAYLAND=1)
     target_link_libraries(zel_platform_objects PUBLIC PkgConfig::WAYLAND_EGL)
   endif()
+  if(TARGET PkgConfig::XCB)
+    target_compile_definitions(zel_platform_objects PRIVATE ZEL_WITH_X11=1)
+    target_link_libraries(zel_platform_objects PUBLIC PkgConfig::XCB)
+  endif()
 endif()
 
 file(GLOB_RECURSE ZEL_KIT_SOURCES CONFIGURE_DEPENDS

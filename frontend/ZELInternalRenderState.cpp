@@ -12,3 +12,9 @@ bool ZELInternalRenderState::differsFromRenderState(const ZELInternalRenderState
   if (srContentType != other.srContentType || srEncoderType != other.srEncoderType) return true;
   return srEnabled != other.srEnabled;
 }
+
+std::shared_ptr<const ZELInternalRenderState> ZELInternalRenderState::withoutCallback() const {
+  auto copy = std::make_shared<ZELInternalRenderState>(*this);
+  copy->frameDisplayed = nullptr;
+  return copy;
+}

@@ -120,14 +120,8 @@ std::shared_ptr<ZELInternalRenderState> ZELRenderView::makeState(const GLKMatrix
 }
 
 std::function<void()> ZELRenderView::makeFrameDisplayedCallback() {
-  // The callback keeps the view alive until it is called, not longer: a back end keeps the state of the last picture it
-  // drew, which for a still picture is kept for good, and the view owns the back end.
-  auto held =
-      std::make_shared<std::shared_ptr<ZELRenderView>>(std::static_pointer_cast<ZELRenderView>(shared_from_this()));
-  return [held] {
-    std::shared_ptr<ZELRenderView> view = std::exchange(*held, nullptr);
-    if (!view) return;
-    DispatchQueue::mainQueue()->async([view = std::move(view)] {
+  return [view = std::static_pointer_cast<ZELRenderView>(shared_from_this())] {
+    DispatchQueue::mainQueue()->async([view] {
       if (!view->readyForDisplay()) view->setReadyForDisplay(true);
     });
   };

@@ -103,7 +103,7 @@ void ZELGLRenderView::drawContent(ZELPixelBufferSource& source,
   if (!texture || texture->planes.empty()) return;
   _validateRenderBufferScaleForTextureSize(texture->size, state->size, state->projection);
   if (!texture->updated && lastRenderstate_ && !lastRenderstate_->differsFromRenderState(*state)) return;
-  lastRenderstate_ = state;
+  lastRenderstate_ = state->withoutCallback();
   _internalPerformRender(*texture, *state);
   needsPresent_ = true;
 }

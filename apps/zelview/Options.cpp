@@ -71,8 +71,8 @@ std::string versionText() {
   while (!library.empty() && library.back() == '\n') library.pop_back();
   if (library.starts_with("@(#)")) library.erase(0, 4);
   std::ostringstream text;
-  text << "zelview " << ZELVIEW_VERSION << "\n"
-       << library << " (ZELKit " << std::fixed << std::setprecision(1) << ZELKitVersionNumber << ")";
+  text << "zelview " << ZELVIEW_VERSION << "\nZELKit " << std::fixed << std::setprecision(1) << ZELKitVersionNumber
+       << " (" << library << ")";
   return text.str();
 }
 
@@ -85,24 +85,28 @@ std::string keysText() {
 
 void describe(CLI::App& app, RawOptions& raw) {
   Options& o = raw.options;
-  app.add_option("picture", o.picture, "Picture to show; without one, a built-in panorama");
-  auto* output = app.add_option_group("Output", "What to make instead of opening a window");
-  output->add_option("--snapshot", raw.snapshot, "Render off screen into this PNG file")->type_name("FILE");
-  output->add_option("--contact-sheet", raw.contactSheet, "Render projections and directions into one PNG file")
-      ->type_name("FILE");
-  output->add_option("--save-panorama", raw.savePanorama, "Write the built-in panorama in the projection's layout")
-      ->type_name("FILE");
-  output->require_option(0, 1);
+  app.add_option("picture", o.picture, "Picture to show; without one, a built-in panorama")->type_name("FILE");
+  const char* outputs = "Instead of opening a window";
+  CLI::Option* snapshot = app.add_option("--snapshot", raw.snapshot, "Render off screen into this PNG file");
+  CLI::Option* sheet =
+      app.add_option("--contact-sheet", raw.contactSheet, "Render projections and directions into one PNG file");
+  CLI::Option* panorama =
+      app.add_option("--save-panorama", raw.savePanorama, "Write the built-in panorama in the projection's layout");
+  for (CLI::Option* option : {snapshot, sheet, panorama}) option->type_name("FILE")->group(outputs);
+  snapshot->excludes(sheet)->excludes(panorama);
+  sheet->excludes(panorama);
 
   app.add_option("--projection", raw.projection,
                  "How the picture is laid out; auto decides by GPano metadata, then by a 2:1 shape")
+      ->type_name("NAME")
       ->check(CLI::IsMember({"auto", "flat", "equirectangular", "cubemap", "segmentedsphere"}))
       ->capture_default_str();
   app.add_option("--gravity", raw.gravity, "How a flat picture meets the view")
+      ->type_name("NAME")
       ->check(CLI::IsMember({"fit", "fill"}))
       ->capture_default_str();
   app.add_option("--padding", o.padding, "Pixels at each border of each cube face that are not shown")
-      ->check(CLI::Range(int64_t{0}, int64_t{kLargestSide}))
+      ->check(numberBetween(0, kLargestSide))
       ->type_name("N");
   app.add_option("--yaw", o.camera.yaw, "Degrees to the right")
       ->check(numberBetween(-kLargestAngle, kLargestAngle))
@@ -121,7 +125,10 @@ void describe(CLI::App& app, RawOptions& raw) {
   app.add_option("--scale", raw.scale, "Pixels per point (default 1 off screen, the display's own in a window)")
       ->check(numberBetween(kSmallestScale, kLargestScale))
       ->type_name("S");
-  app.add_option("--backend", raw.backend, "What draws")->check(CLI::IsMember({"auto", "gl"}))->capture_default_str();
+  app.add_option("--backend", raw.backend, "What draws")
+      ->type_name("NAME")
+      ->check(CLI::IsMember({"auto", "gl"}))
+      ->capture_default_str();
   app.add_flag("--verbose", o.verbose, "Say on standard error what is used and how long it takes");
   app.set_version_flag("--version", versionText(), "Print the versions of the program and of the library");
   app.set_help_flag("--help", "Print this help");

@@ -8,6 +8,12 @@
 #include <cmath>
 
 namespace ZELPlatform {
+namespace {
+
+/// Takes its image from the bound renderbuffer.
+void shrinkBoundRenderbuffer() { glRenderbufferStorage(GL_RENDERBUFFER, GL_RGBA4, 1, 1); }
+
+}  // namespace
 
 std::shared_ptr<GlContext> GlContext::create(EglDriver& driver) {
   EGLContext context = driver.display().createContext(driver.display().offscreenConfig(), driver.rootContext());
@@ -19,7 +25,7 @@ GlContext::~GlContext() {
   if (!drawables_.empty()) {
     // A renderbuffer whose name was never deleted lives on in the share group, and must not keep an image alive.
     const ScopedContext scope(driver_.display().handle(), context_);
-    if (scope && boundDrawable()) glRenderbufferStorage(GL_RENDERBUFFER, GL_RGBA4, 1, 1);
+    if (scope && boundDrawable()) shrinkBoundRenderbuffer();
   }
   eglDestroyContext(driver_.display().handle(), context_);
 }
@@ -67,6 +73,7 @@ std::shared_ptr<Drawable> GlContext::boundDrawable() {
   const auto found = drawables_.find(static_cast<GLuint>(glInteger(GL_RENDERBUFFER_BINDING)));
   if (found == drawables_.end()) return nullptr;
   if (!found->second->isReplaced()) return found->second;
+  shrinkBoundRenderbuffer();
   drawables_.erase(found);
   return nullptr;
 }

@@ -46,7 +46,7 @@ std::string keyName(SDL_Keycode code, bool shift) {
   }
   const char character = static_cast<char>(code);
   const size_t place = shift ? kPlain.find(character) : std::string_view::npos;
-  return {1, place == std::string_view::npos ? character : kShifted[place]};
+  return std::string(1, place == std::string_view::npos ? character : kShifted[place]);
 }
 
 }  // namespace

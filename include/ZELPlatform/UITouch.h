@@ -20,7 +20,7 @@ enum class UITouchPhase : int64_t {
 /// A finger, or the mouse with its main button held, from the moment it goes down until it goes up. Main thread.
 class ZELPLATFORM_EXPORT UITouch {
  public:
-  UITouch(int64_t identifier, std::weak_ptr<UIWindow> window, std::shared_ptr<UIView> view, CGPoint location,
+  UITouch(int64_t identifier, std::weak_ptr<UIWindow> window, const std::shared_ptr<UIView>& view, CGPoint location,
           double timestamp);
 
   /// Names the pointer while it is down.

@@ -55,8 +55,10 @@ uint64_t LayerContents::presentCount() const {
   return presentCount_;
 }
 
-void LayerContents::setObserver(std::function<void()> observer) {
+void LayerContents::setObserver(const void* owner, std::function<void()> observer) {
   const std::lock_guard lock(observerMutex_);
+  if (!observer && owner != observerOwner_) return;
+  observerOwner_ = owner;
   observer_ = std::move(observer);
 }
 

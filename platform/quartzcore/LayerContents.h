@@ -44,9 +44,9 @@ class LayerContents {
   /// Presents so far.
   uint64_t presentCount() const;
 
-  /// Called on the presenting thread after every change; null ends it. After it was replaced the old one is not called
-  /// again.
-  void setObserver(std::function<void()> observer);
+  /// Called on the presenting thread after every change. After it was replaced the old one is not called again. Null
+  /// ends it if it is still this owner's: a layer may have gone on to another window, which observes it now.
+  void setObserver(const void* owner, std::function<void()> observer);
 
  private:
   void changed();
@@ -57,6 +57,7 @@ class LayerContents {
   uint64_t generation_ = 0;
   uint64_t presentCount_ = 0;
   std::mutex observerMutex_;
+  const void* observerOwner_ = nullptr;
   std::function<void()> observer_;
 };
 

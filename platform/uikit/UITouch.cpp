@@ -5,8 +5,8 @@
 
 #include <utility>
 
-UITouch::UITouch(int64_t identifier, std::weak_ptr<UIWindow> window, std::shared_ptr<UIView> view, CGPoint location,
-                 double timestamp)
+UITouch::UITouch(int64_t identifier, std::weak_ptr<UIWindow> window, const std::shared_ptr<UIView>& view,
+                 CGPoint location, double timestamp)
     : identifier_(identifier),
       window_(std::move(window)),
       view_(view),

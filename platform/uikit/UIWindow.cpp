@@ -52,7 +52,7 @@ UIWindow::~UIWindow() {
 }
 
 std::shared_ptr<UIWindow> UIWindow::create(CGRect frame, std::string* error) {
-  const std::shared_ptr<UIWindow> window(new UIWindow(Key()), [](UIWindow* dead) { destroyOnMainThread(dead); });
+  std::shared_ptr<UIWindow> window(new UIWindow(Key()), [](UIWindow* dead) { destroyOnMainThread(dead); });
   if (window->initWithFrame(frame)) {
     return window;
   }

@@ -68,8 +68,9 @@ INSTANTIATE_TEST_SUITE_P(
         RectCase{"fit, pillarbox", 0, {1000, 2000}, {1000, 1000}, {{250.0 / 1000, 0}, {500.0 / 1000, 1}}},
         // 998 of 1000 wide: the width snaps, the height shrinks by 0.998 and is rounded up: ceil(998.0000…) = 999.
         RectCase{"width snaps and shrinks the height", 0, {998, 1000}, {1000, 1000}, {{0, 0}, {1, 999.0 / 1000}}},
-        // 998 of 1000 high: the height snaps, the width grows by 1000/998 to ceil(1002.004) = 1003.
-        RectCase{"height snaps and widens", 0, {1000, 998}, {1000, 1000}, {{-2.0 / 1000, 0}, {1003.0 / 1000, 1}}},
+        // 500 of 502 high: the height snaps, the width grows by 502/500 in single precision, to ceil(1003.99995) =
+        // 1004.
+        RectCase{"height snaps and widens", 0, {2000, 1000}, {1000, 502}, {{-2.0 / 1000, 0}, {1004.0 / 1000, 1}}},
         RectCase{"a miss of 4 stays", 0, {1000, 996}, {1000, 1000}, {{0, 2.0 / 1000}, {1, 996.0 / 1000}}}));
 
 TEST(Projection, SphericalFramesCoverTheTargetAtTheScreensScale) {

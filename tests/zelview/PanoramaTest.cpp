@@ -66,6 +66,21 @@ double difference(Colour a, Colour b) {
   return std::max({std::abs(a.red - b.red), std::abs(a.green - b.green), std::abs(a.blue - b.blue)});
 }
 
+Colour colourTowards(const SpherePainter& painter, Direction d) {
+  const SpherePoint point =
+      spherePointTowards(static_cast<float>(d.x), static_cast<float>(d.y), static_cast<float>(d.z));
+  return painter.colourAt(point, static_cast<float>(kPi) / 1024);
+}
+
+/// Whether the panorama has about that colour some texels away too.
+bool isSmoothAround(const SpherePainter& painter, Direction d, Colour colour) {
+  constexpr double kStep = 0.008;
+  const Direction around[] = {{d.x + kStep, d.y, d.z}, {d.x - kStep, d.y, d.z}, {d.x, d.y + kStep, d.z},
+                              {d.x, d.y - kStep, d.z}, {d.x, d.y, d.z + kStep}, {d.x, d.y, d.z - kStep}};
+  return std::all_of(std::begin(around), std::end(around),
+                     [&](Direction other) { return difference(colourTowards(painter, other), colour) < 0.03; });
+}
+
 TEST(Panorama, LayoutsShowInEveryDirectionWhatTheProjectionSamplesThere) {
   struct {
     ZELProjectionType projection;
@@ -83,20 +98,22 @@ TEST(Panorama, LayoutsShowInEveryDirectionWhatTheProjectionSamplesThere) {
     const double scale = (face - static_cast<double>(c.padding)) / face;
     std::mt19937 random(3);
     std::normal_distribution<double> normal;
+    int smooth = 0;
     int off = 0;
     constexpr int kDirections = 20000;
     for (int i = 0; i < kDirections; ++i) {
       Direction d = {normal(random), normal(random), normal(random)};
       const double length = std::hypot(d.x, d.y, d.z);
       d = {d.x / length, d.y / length, d.z / length};
+      const Colour expected = colourTowards(painter, d);
+      // Beside lines and letters a bilinear sample is another colour for a good reason.
+      if (!isSmoothAround(painter, d, expected)) continue;
+      ++smooth;
       const Place place = c.projection == ZELProjectionTypeCubemap ? cubePlace(d, scale) : equirectangularPlace(d);
-      const SpherePoint point =
-          spherePointTowards(static_cast<float>(d.x), static_cast<float>(d.y), static_cast<float>(d.z));
-      const float footprint = static_cast<float>(kPi) / 1024;
-      if (difference(sample(*image, place), painter.colourAt(point, footprint)) > 0.03) ++off;
+      if (difference(sample(*image, place), expected) > 0.03) ++off;
     }
-    // Bilinear samples of thin lines and letters differ; a face that is turned or exchanged is off in most places.
-    EXPECT_LT(off, kDirections * 6 / 100) << "projection " << c.projection << " padding " << c.padding;
+    EXPECT_GT(smooth, kDirections / 2);
+    EXPECT_LE(off, smooth / 1000) << "projection " << c.projection << " padding " << c.padding;
   }
 }
 

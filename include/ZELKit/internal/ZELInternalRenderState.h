@@ -34,4 +34,8 @@ class ZELInternalRenderState {
   /// Whether the two states give different pictures of the same texture. Exact: bytes of the matrices, identity of the
   /// projections, no tolerance. Time and callback do not count.
   bool differsFromRenderState(const ZELInternalRenderState& other) const;
+
+  /// A copy without the callback, for back ends to remember what they drew. The callback holds the view, which owns the
+  /// back end: keeping it as well would keep both alive for as long as the picture stays.
+  std::shared_ptr<const ZELInternalRenderState> withoutCallback() const;
 };
