@@ -8,6 +8,7 @@
 #include <ZELKit/ZELProjection.h>
 
 #include <algorithm>
+#include <array>
 #include <cstdlib>
 #include <memory>
 #include <utility>
@@ -20,6 +21,7 @@ namespace {
 constexpr double kWholeFrameLimit = 1.15;
 constexpr double kMovingCameraLimit = 1.10;
 constexpr double kEquirectangularLimit = 1.5;
+constexpr int kMostAttempts = 3;
 constexpr double kMainThreadLimit = 0.1;  // milliseconds
 
 /// More frames than sides, so that each side meets every frame.
@@ -63,9 +65,11 @@ class Cell {
 
  private:
   struct Comparison {
-    std::vector<double> kit;
-    std::vector<double> sameWork;
-    std::vector<double> flatQuad;
+    Distribution kit;
+    Distribution sameWork;
+    Distribution flatQuad;
+
+    double spread() const { return std::max({kit.spread(), sameWork.spread(), flatQuad.spread()}); }
   };
 
   void makeFloors() {
@@ -82,20 +86,32 @@ class Cell {
     bare_.reset();
   }
 
+  /// The calmest of a few attempts. What decides is the spread alone, never the ratio.
+  Comparison compare(bool newContent) {
+    Comparison calmest = takeTurns(newContent);
+    if (settings_.samples < kFewestSamples) return calmest;
+    for (int attempt = 1; attempt < kMostAttempts && calmest.spread() > kWidestSpread; ++attempt) {
+      const Comparison again = takeTurns(newContent);
+      if (again.spread() < calmest.spread()) calmest = again;
+    }
+    return calmest;
+  }
+
   /// Kit, same work, flat quad, kit, ...; each with a frame of its own if there is to be new content, all three of a
   /// round with the same camera.
-  Comparison compare(bool newContent) {
-    Comparison result;
+  Comparison takeTurns(bool newContent) {
+    std::vector<double> kit;
+    std::vector<double> sameWork;
+    std::vector<double> flatQuad;
     for (size_t round = 0; round < settings_.warmUps + settings_.samples; ++round) {
-      const double kit = drawWithKit(newContent);
-      const double sameWork = drawBare(*sameWork_, newContent);
-      const double flatQuad = drawBare(*flatQuad_, newContent);
+      const std::array<double, 3> times = {drawWithKit(newContent), drawBare(*sameWork_, newContent),
+                                           drawBare(*flatQuad_, newContent)};
       if (round < settings_.warmUps) continue;
-      result.kit.push_back(kit);
-      result.sameWork.push_back(sameWork);
-      result.flatQuad.push_back(flatQuad);
+      kit.push_back(times[0]);
+      sameWork.push_back(times[1]);
+      flatQuad.push_back(times[2]);
     }
-    return result;
+    return {distributionOf(kit), distributionOf(sameWork), distributionOf(flatQuad)};
   }
 
   /// One frame of the kit. A frame that was dropped, shown twice or uploaded in part would be no fair sample.
@@ -164,15 +180,12 @@ class Cell {
   }
 
   void reportComparison(const std::string& measure, const Comparison& comparison, double limit, double flatLimit) {
-    const Distribution kit = distributionOf(comparison.kit);
-    const Distribution sameWork = distributionOf(comparison.sameWork);
-    const Distribution flatQuad = distributionOf(comparison.flatQuad);
     Row row = newRow(measure);
-    row.kit = Report::timeCell(kit);
-    row.sameWork = Report::timeCell(sameWork);
-    row.sameWorkRatio = report_.ratioCell(kit, sameWork, limit);
-    row.flatQuad = Report::timeCell(flatQuad);
-    row.flatQuadRatio = report_.ratioCell(kit, flatQuad, flatLimit);
+    row.kit = Report::timeCell(comparison.kit);
+    row.sameWork = Report::timeCell(comparison.sameWork);
+    row.sameWorkRatio = report_.ratioCell(comparison.kit, comparison.sameWork, limit);
+    row.flatQuad = Report::timeCell(comparison.flatQuad);
+    row.flatQuadRatio = report_.ratioCell(comparison.kit, comparison.flatQuad, flatLimit);
     report_.add(row);
   }
 

@@ -70,7 +70,7 @@ std::string Report::ratioCell(const Distribution& kit, const Distribution& floor
 std::string Report::limitCell(const std::string& text, const Distribution& figure, double limit,
                               const std::string& limitText) {
   std::string doubt;
-  if (figure.lowerQuartile < limit && figure.upperQuartile >= limit) doubt = "quartiles on both sides";
+  if (figure.lowestMedian < limit && figure.highestMedian >= limit) doubt = "too close for its noise";
   if (figure.count < kFewestSamples) doubt = "too few samples";
   return text + " " + verdict(figure.median < limit, doubt, "< " + limitText);
 }

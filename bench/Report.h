@@ -29,8 +29,8 @@ class Report {
   /// Ratio of the medians; judged against the limit if that is above 0 and both spreads are narrow enough.
   std::string ratioCell(const Distribution& kit, const Distribution& floor, double limit);
 
-  /// A figure of its own against a limit in the same unit. Quartiles on both sides of the limit are not judged: noise
-  /// could tip them either way. `text` is the figure for people.
+  /// A figure of its own against a limit in the same unit; judged if the median is surely on one side of it. `text` is
+  /// the figure for people.
   std::string limitCell(const std::string& text, const Distribution& figure, double limit,
                         const std::string& limitText);
 

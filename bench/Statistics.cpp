@@ -19,7 +19,14 @@ double quantile(const std::vector<double>& sorted, double fraction) {
 Distribution distributionOf(std::vector<double> samples) {
   if (samples.empty()) return {};
   std::sort(samples.begin(), samples.end());
-  return {quantile(samples, 0.5), quantile(samples, 0.25), quantile(samples, 0.75), samples.size()};
+  // How many samples lie below the median is binomially distributed: n / 2 with a standard deviation of sqrt(n) / 2.
+  const double doubt = 1.96 * 0.5 / std::sqrt(static_cast<double>(samples.size()));
+  return {.median = quantile(samples, 0.5),
+          .lowerQuartile = quantile(samples, 0.25),
+          .upperQuartile = quantile(samples, 0.75),
+          .lowestMedian = quantile(samples, std::max(0.0, 0.5 - doubt)),
+          .highestMedian = quantile(samples, std::min(1.0, 0.5 + doubt)),
+          .count = samples.size()};
 }
 
 }  // namespace ZELBench

@@ -18,6 +18,9 @@ struct Distribution {
   double median = 0.0;
   double lowerQuartile = 0.0;
   double upperQuartile = 0.0;
+  /// Between these the median lies with 95 % confidence.
+  double lowestMedian = 0.0;
+  double highestMedian = 0.0;
   size_t count = 0;
 
   /// Distance of the quartiles, relative to the median.
