@@ -20,7 +20,8 @@ CairoCanvas::CairoCanvas(double width, double height, double scale)
                                           static_cast<int>(std::ceil(height * scale)))),
       context_(cairo_create(surface_.get())) {
   if (cairo_status(context_.get()) != CAIRO_STATUS_SUCCESS) {
-    throw ViewerError(std::string("cannot draw: ") + cairo_status_to_string(cairo_status(context_.get())));
+    throw ViewerError(std::string("The picture cannot be drawn: ") +
+                      cairo_status_to_string(cairo_status(context_.get())) + ".");
   }
   cairo_scale(context_.get(), scale, scale);
 }
@@ -64,7 +65,8 @@ void CairoCanvas::drawImage(const CGImage& image, CGPoint topLeft) {
   const auto height = static_cast<int>(image.height());
   const std::unique_ptr<cairo_surface_t, SurfaceDeleter> copy(
       cairo_image_surface_create(CAIRO_FORMAT_ARGB32, width, height));
-  if (cairo_surface_status(copy.get()) != CAIRO_STATUS_SUCCESS) throw ViewerError("cannot draw: memory is short");
+  if (cairo_surface_status(copy.get()) != CAIRO_STATUS_SUCCESS)
+    throw ViewerError("The picture cannot be drawn: out of memory.");
   uint8_t* rows = cairo_image_surface_get_data(copy.get());
   const int stride = cairo_image_surface_get_stride(copy.get());
   for (int y = 0; y < height; ++y) {

@@ -69,7 +69,8 @@ std::vector<Tile> listTiles(const PictureContent& content) {
 /// Where a tile's picture goes, in pixels.
 CGPoint tileOrigin(size_t index, double tileWidth, double tileHeight) {
   const auto column = static_cast<double>(index % kColumns);
-  const auto row = static_cast<double>(index / kColumns);
+  const size_t rowIndex = index / kColumns;
+  const auto row = static_cast<double>(rowIndex);
   return CGPointMake(kMargin + column * (tileWidth + kGap), kMargin + kTitle + row * (tileHeight + kCaption + kGap));
 }
 

@@ -23,9 +23,9 @@ void checkSize(CGSize size, double scale) {
   const double width = std::ceil(size.width * scale);
   const double height = std::ceil(size.height * scale);
   if (std::max(width, height) <= limit) return;
-  throw ViewerError("a picture of " + std::to_string(static_cast<long>(width)) + "x" +
+  throw ViewerError("A picture of " + std::to_string(static_cast<long>(width)) + "x" +
                     std::to_string(static_cast<long>(height)) + " pixels is too large (the limit is " +
-                    std::to_string(static_cast<long>(limit)) + " a side)");
+                    std::to_string(static_cast<long>(limit)) + " a side).");
 }
 
 }  // namespace
@@ -38,7 +38,7 @@ OffscreenRenderer::OffscreenRenderer(CGSize size) : controller_(std::make_shared
   window_ = UIWindow::create(frame, &error);
   if (!window_) throw ViewerError(error);
   view_ = ZELRenderView::create(frame);
-  if (!view_) throw ViewerError("cannot make a view to render with");
+  if (!view_) throw ViewerError("A view to render with cannot be made.");
   view_->setController(controller_);
   window_->addSubview(view_);
   window_->makeKeyAndVisible();
@@ -65,7 +65,7 @@ std::shared_ptr<CGImage> OffscreenRenderer::render(
   draw(makeProjection());
   ZELRenderView::flushGPU();
   const std::shared_ptr<UIImage> snapshot = view_->takeSnapshot();
-  if (!snapshot || !snapshot->cgImage()) throw ViewerError("the rendered picture cannot be read back");
+  if (!snapshot || !snapshot->cgImage()) throw ViewerError("The rendered picture cannot be read back.");
   return snapshot->cgImage();
 }
 
@@ -76,7 +76,7 @@ void OffscreenRenderer::draw(const std::shared_ptr<ZELProjection>& projection) {
   const double deadline = CACurrentMediaTime() + kTimeLimit;
   const auto ready = [this] { return view_->readyForDisplay(); };
   while (!ready()) {
-    if (CACurrentMediaTime() > deadline) throw ViewerError("the picture is not drawn after 30 seconds");
+    if (CACurrentMediaTime() > deadline) throw ViewerError("The picture is not drawn after 30 seconds.");
     DisplayRefresh::shared().refresh(CACurrentMediaTime(), kRefreshPeriod);
     NSRunLoop::mainRunLoop().runUntil(ready, kRefreshPause);
   }

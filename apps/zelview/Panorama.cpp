@@ -11,7 +11,11 @@
 namespace zelview {
 namespace {
 
-uint8_t toByte(float part) { return static_cast<uint8_t>(part * 255.0F + 0.5F); }
+/// Rounded: adding a half and cutting off does it for what is not negative, in less time than a call.
+uint8_t toByte(float part) {
+  constexpr float kHalf = 0.5F;
+  return static_cast<uint8_t>(part * 255.0F + kHalf);
+}
 
 void paintRow(const SpherePainter& painter, const Layout& layout, size_t row, uint8_t* pixels) {
   for (size_t column = 0; column < layout.width(); ++column, pixels += 4) {

@@ -23,6 +23,10 @@ constexpr double kLargestCanvas = 64.0 * 1024 * 1024;
 
 std::string sizeText(size_t width, size_t height) { return std::to_string(width) + "x" + std::to_string(height); }
 
+ViewerError unreadable(const std::string& path, const std::string& reason) {
+  return ViewerError("The picture \"" + path + "\" cannot be read: " + reason + ".");
+}
+
 /// The longer side at which to decode a cropped panorama so that the whole sphere's picture is within the limits.
 size_t decodeLimitFor(const PanoramaCrop& crop, size_t maximumSide) {
   const double side = static_cast<double>(maximumSide) / std::max(crop.fullWidth, crop.fullHeight);
@@ -36,16 +40,16 @@ size_t decodeLimitFor(const PanoramaCrop& crop, size_t maximumSide) {
 void checkReadable(const std::string& path) {
   struct stat status {};
   if (stat(path.c_str(), &status) != 0 || access(path.c_str(), R_OK) != 0) {
-    throw ViewerError("cannot read '" + path + "': " + std::strerror(errno));
+    throw unreadable(path, std::strerror(errno));
   }
-  if (S_ISDIR(status.st_mode)) throw ViewerError("cannot read '" + path + "': it is a directory");
-  if (!S_ISREG(status.st_mode)) throw ViewerError("cannot read '" + path + "': it is not a regular file");
+  if (S_ISDIR(status.st_mode)) throw unreadable(path, "it is a directory");
+  if (!S_ISREG(status.st_mode)) throw unreadable(path, "it is not a regular file");
 }
 
 void checkPadding(ZELProjectionType projection, int64_t padding, const CGImage& image) {
   if (projection != ZELProjectionTypeCubemap || padding * 3 < static_cast<int64_t>(image.width())) return;
-  throw ViewerError("a padding of " + std::to_string(padding) + " leaves nothing of the cube's faces (a third of " +
-                    std::to_string(image.width()) + " pixels wide)");
+  throw ViewerError("A padding of " + std::to_string(padding) + " leaves nothing of the cube's faces (a third of " +
+                    std::to_string(image.width()) + " pixels wide).");
 }
 
 std::shared_ptr<PictureContent> PictureContent::load(const Options& options, size_t maximumSide) {
@@ -74,10 +78,10 @@ void PictureContent::loadFile(const Options& options, size_t maximumSide) {
   CGImageDecodeOptions decoding;
   decoding.maximumSide = cropped ? decodeLimitFor(*metadata.crop, maximumSide) : maximumSide;
   const CGImageDecodeResult decoded = CGImageCreateWithContentsOfFile(options.picture, decoding);
-  if (!decoded.image) throw ViewerError("cannot read '" + options.picture + "': " + decoded.error);
+  if (!decoded.image) throw ViewerError(decoded.error);
   file_ = decoded.image;
   if (file_->width() < decoded.originalWidth || file_->height() < decoded.originalHeight) {
-    std::fprintf(stderr, "zelview: the picture is scaled down from %s to %s pixels (the limit is %zu a side%s)\n",
+    std::fprintf(stderr, "zelview: The picture is scaled down from %s to %s pixels (the limit is %zu a side%s).\n",
                  sizeText(decoded.originalWidth, decoded.originalHeight).c_str(),
                  sizeText(file_->width(), file_->height()).c_str(), decoding.maximumSide,
                  cropped ? " for this crop" : "");
@@ -93,14 +97,14 @@ void PictureContent::loadFile(const Options& options, size_t maximumSide) {
     }
     file_ = std::move(whole);
   } else {
-    std::fprintf(stderr, "zelview: memory is short for the whole sphere of this cropped panorama: it is stretched\n");
+    std::fprintf(stderr, "zelview: Memory is short for the whole sphere of this cropped panorama: it is stretched.\n");
   }
 }
 
 void PictureContent::decideProjection(const Options& options, const PanoramaMetadata& metadata, size_t width,
                                       size_t height) {
   if (metadata.crop && !metadata.crop->isValid()) {
-    std::fprintf(stderr, "zelview: the picture's GPano crop lies outside its panorama and is not used\n");
+    std::fprintf(stderr, "zelview: The picture's GPano crop lies outside its panorama and is not used.\n");
   }
   if (options.projection) {
     projection_ = *options.projection;

@@ -61,7 +61,7 @@ void ViewerWindow::open() {
   window_->setDelegate(weak_from_this());
 
   view_ = ZELRenderView::create(window_->bounds());
-  if (!view_) throw ViewerError("cannot make a view to render with");
+  if (!view_) throw ViewerError("A view to render with cannot be made.");
   view_->setController(controller_);
   view_->setZoom(options_.camera.zoom);
   view_->setReadyForDisplayObserver([weak = weak_from_this()](bool ready) {

@@ -96,7 +96,7 @@ int main(int argc, char** argv) {
     zelview::run(*line.options, startTime);
     return 0;
   } catch (const std::bad_alloc&) {
-    std::fprintf(stderr, "zelview: memory is short\n");
+    std::fprintf(stderr, "zelview: Memory is short.\n");
   } catch (const std::exception& error) {
     std::fprintf(stderr, "zelview: %s\n", error.what());
   }

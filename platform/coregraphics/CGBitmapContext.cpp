@@ -8,7 +8,6 @@
 #include <utility>
 
 using ZELPlatform::PixelRows;
-using ZELPlatform::ScaledPart;
 
 namespace {
 

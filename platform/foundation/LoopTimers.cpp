@@ -39,6 +39,7 @@ std::vector<uint64_t> LoopTimers::due() const {
   }
   std::sort(found.begin(), found.end());
   std::vector<uint64_t> tokens;
+  tokens.reserve(found.size());
   for (const auto& entry : found) tokens.push_back(entry.second);
   return tokens;
 }

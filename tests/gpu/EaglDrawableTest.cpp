@@ -139,6 +139,15 @@ TEST_P(EaglDrawable, ContextsThatDeleteEachOthersNamesGoOnDrawingIntoTheirOwnLay
     EXPECT_EQ(front(first.layer)->width(), 10U);
     EXPECT_EQ(front(second.layer)->width(), 24U);
   }
+
+  // Remade, the first one's own deletions miss its renderbuffer, which must not live on through its old framebuffer.
+  const GLuint oldFramebuffer = first.framebuffer;
+  first.makeCurrent();
+  ASSERT_TRUE(first.remake());
+  ASSERT_NE(first.framebuffer, oldFramebuffer);
+  glBindFramebuffer(GL_FRAMEBUFFER, oldFramebuffer);
+  EXPECT_EQ(glCheckFramebufferStatus(GL_FRAMEBUFFER),
+            static_cast<GLenum>(GL_FRAMEBUFFER_INCOMPLETE_MISSING_ATTACHMENT));
 }
 
 TEST_P(EaglDrawable, MemoryDoesNotGrow) {

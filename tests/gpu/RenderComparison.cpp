@@ -118,7 +118,7 @@ CVPixelBufferRef smoothFrame(uint32_t format, size_t width, size_t height, Wavin
   // Luma waves both ways, each chroma channel one way: so the roundings of a bilinear sample stay below the tolerance.
   // Some colours lie outside of what can be shown.
   const bool luma = waving == WavingPlane::Luma;
-  fillWave(frame->plane(0), 1, 0, 2, luma ? 1.0 : 0.0);
+  fillWave(frame->plane(0), 1, 0, 2, luma ? 0.6 : 0.0);
   fillWave(frame->plane(1), 2, 0, 0, luma ? 0.0 : 0.8);
   fillWave(frame->plane(1), 2, 1, 1, luma ? 0.0 : 0.8);
   return frame;

@@ -118,8 +118,9 @@ Stage::Stage(const BackEnd& backEnd, CGSize points, double nativeScale) : backEn
 }
 
 Stage::~Stage() {
-  const std::vector<std::shared_ptr<UIView>> views = window_->subviews();
-  std::ranges::for_each(views, [](const std::shared_ptr<UIView>& view) { view->removeFromSuperview(); });
+  while (!window_->subviews().empty()) {
+    window_->subviews().back()->removeFromSuperview();
+  }
   settle();
   window_->close();
   window_ = nullptr;

@@ -27,12 +27,12 @@ struct Content {
 };
 
 const Content kContents[] = {
-    {"FlatFit", [] { return ZELProjection::flatWithContentGravity(ZELContentGravityFit); }, 400, 180, 1920, 1080},
-    {"FlatFill", [] { return ZELProjection::flatWithContentGravity(ZELContentGravityFill); }, 400, 180, 1920, 1080},
+    {"FlatFit", [] { return ZELProjection::flatWithContentGravity(ZELContentGravityFit); }, 400, 180, 1913, 1007},
+    {"FlatFill", [] { return ZELProjection::flatWithContentGravity(ZELContentGravityFill); }, 400, 180, 1913, 1007},
     {"Equirectangular", [] { return ZELProjection::equirectangular(); }, 384, 192, 3840, 1920},
     {"Cubemap", [] { return ZELProjection::cubemapWithPadding(0); }, 384, 256, 3840, 2560},
     {"PaddedCubemap", [] { return ZELProjection::cubemapWithPadding(16); }, 384, 256, 3840, 2560},
-    {"SegmentedSphere", [] { return ZELProjection::segmentedSphere(); }, 384, 192, 1920, 960},
+    {"SegmentedSphere", [] { return ZELProjection::segmentedSphere(); }, 384, 192, 1907, 961},
 };
 
 struct Format {

@@ -61,6 +61,7 @@ TEST(Dispatch, ManyThreadsMixSyncAndAsyncWithoutLossOrOverlap) {
   constexpr int rounds = 500;
   int count = 0;
   std::vector<std::thread> callers;
+  callers.reserve(threads);
   for (int t = 0; t < threads; ++t) {
     callers.emplace_back([&] {
       for (int i = 0; i < rounds; ++i) {
@@ -139,6 +140,7 @@ TEST(Dispatch, DroppedQueueStillRunsItsTasksAndDestroysThemWhereTheyRan) {
   std::promise<std::thread::id> destroyed;
   std::promise<std::thread::id> ran;
   struct Captured {
+    explicit Captured(std::promise<std::thread::id>* promise) : destroyed(promise) {}
     std::promise<std::thread::id>* destroyed;
     ~Captured() { destroyed->set_value(std::this_thread::get_id()); }
   };

@@ -43,7 +43,7 @@ TEST(CGImage, RefusesTooFewBytes) {
 }
 
 TEST(CGBitmapContext, CopiesAnImageOfTheSameSizeAndClipsIt) {
-  std::vector<uint8_t> memory(3 * 20, 7);  // Rows of four pixels and four bytes of padding.
+  std::vector<uint8_t> memory(60, 7);  // Rows of four pixels and four bytes of padding.
   const auto context = CGBitmapContext::create(memory.data(), 4, 3, 20, withAlpha);
   const auto image = imageOf(2, 2, opaque, {{1, 2, 3, 0}, {4, 5, 6, 0}, {10, 20, 30, 0}, {40, 50, 60, 0}});
   context->drawImage(*image, CGRectMake(-1, 2, 2, 2));
@@ -55,7 +55,7 @@ TEST(CGBitmapContext, CopiesAnImageOfTheSameSizeAndClipsIt) {
   EXPECT_THAT(pixelOf(*result, 3, 0), ElementsAre(10, 20, 30, 255));
   EXPECT_THAT(pixelOf(*result, 0, 1), ElementsAre(7, 7, 7, 7));
   EXPECT_THAT(pixelOf(*result, 1, 2), ElementsAre(7, 7, 7, 7));
-  EXPECT_EQ(memory[3 * 20 - 1], 7) << "the padding is not touched";
+  EXPECT_EQ(memory[59], 7) << "the padding is not touched";
 }
 
 TEST(CGBitmapContext, DrawsPremultipliedColoursOverWhatIsThere) {
@@ -94,8 +94,10 @@ TEST(CGBitmapContext, ScalesBilinearly) {
 
 TEST(CGBitmapContext, ScalingLetsNoColourOutOfTransparentPixels) {
   // Left half opaque red, right half clear: between them red fades, and nothing darkens.
-  std::vector<Pixel> pixels;
-  for (int i = 0; i < 64; ++i) pixels.push_back(i % 8 < 4 ? Pixel{255, 0, 0, 255} : Pixel{0, 0, 0, 0});
+  std::vector<Pixel> pixels(64);
+  for (size_t i = 0; i < 64; ++i) {
+    if (i % 8 < 4) pixels[i] = {255, 0, 0, 255};
+  }
   const auto context = CGBitmapContext::create(nullptr, 40, 40, 160, withAlpha);
   context->drawImage(*imageOf(8, 8, withAlpha, pixels), CGRectMake(-10, 0, 60, 40));
   const auto result = context->createImage();

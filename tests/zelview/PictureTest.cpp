@@ -21,7 +21,7 @@ constexpr size_t kLimit = 4096;
 /// A red picture with GPano properties.
 std::string writePicture(const ScratchFolder& folder, size_t width, size_t height,
                          const std::map<std::string, std::string>& properties) {
-  const std::string path = folder.file("picture.png");
+  std::string path = folder.file("picture.png");
   EXPECT_EQ(CGImageWritePNG(*makeImage(width, height, [](size_t, size_t) { return kRed; }), path), "");
   if (!properties.empty()) {
     const auto image = Exiv2::ImageFactory::open(path);
@@ -138,7 +138,7 @@ TEST(Picture, CropsThatMakeNoSenseAreSaidAndNotUsed) {
   for (const auto& properties : senseless) {
     const Loaded loaded = load(writePicture(folder, 40, 20, properties));
     EXPECT_EQ(loaded.content->imageFor(ZELProjectionTypeEquirectangular)->width(), 40U);
-    EXPECT_EQ(loaded.err, "zelview: the picture's GPano crop lies outside its panorama and is not used\n");
+    EXPECT_EQ(loaded.err, "zelview: The picture's GPano crop lies outside its panorama and is not used.\n");
   }
 }
 

@@ -17,7 +17,6 @@ namespace {
 
 using testing::HasSubstr;
 using testing::MatchesRegex;
-using testing::StartsWith;
 
 struct Outcome {
   int status = -1;
@@ -179,7 +178,7 @@ TEST_F(Program, BadInputIsOneSentence) {
   const std::string whole = readText(folder_.file("in.png"));
   std::ofstream(folder_.file("half.png"), std::ios::binary) << whole.substr(0, whole.size() / 2);
   std::ofstream(folder_.file("text.png")) << "this is no picture\n";
-  std::ofstream(folder_.file("empty.png"));
+  std::ofstream(folder_.file("empty.png")) << "";
 
   for (const char* picture : {"missing.png", ".", "half.png", "text.png", "empty.png", "/dev/null"}) {
     expectFailure(std::string("--snapshot shot.png ") + picture);
@@ -202,7 +201,7 @@ TEST_F(Program, WideBeyondTheTextureLimitIsScaledDown) {
   ASSERT_EQ(CGImageWritePNG(*makeImage(30000, 20, grey), folder_.file("wide.png")), "");
   const Outcome outcome = run("--snapshot shot.png --size 64x64 --gravity fill wide.png");
   EXPECT_EQ(outcome.status, 0) << outcome.err;
-  EXPECT_THAT(outcome.err, MatchesRegex("zelview: the picture is scaled down from 30000x20 to [^\n]+\n"));
+  EXPECT_THAT(outcome.err, MatchesRegex("zelview: The picture is scaled down from 30000x20 to [^\n]+\n"));
   EXPECT_EQ(pixelAt(*CGImageCreateWithContentsOfFile(folder_.file("shot.png")).image, 32, 32), (Pixel{90, 120, 150}));
 }
 
