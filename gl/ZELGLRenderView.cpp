@@ -21,12 +21,13 @@ constexpr CGSize kPlaceholderSize = {32, 32};
 ZELGLRenderView::ZELGLRenderView(Key key) : ZELInternalRenderView(key) {}
 
 ZELGLRenderView::~ZELGLRenderView() {
-  // GL names are deleted where they were made: on the render queue, with the context current. What the view's quirks
-  // left behind (see `_validateRenderBufferSize`) goes with the context.
+  // GL names are deleted where they were made: on the render queue, with the context current. Among them are the
+  // framebuffers that changes of size left alive (see `_validateRenderBufferSize`): some drivers keep those for as long
+  // as the share group lives, which is the process.
   _sharedRenderQueue()->async([context = std::move(context_), cache = std::move(textureCache_),
-                               renderBuffer = renderBuffer_, frameBuffer = frameBuffer_]() mutable {
+                               renderBuffer = renderBuffer_, frameBuffers = std::move(frameBuffersMade_)]() mutable {
     if (context && EAGLContext::setCurrentContext(context)) {
-      glDeleteFramebuffers(1, &frameBuffer);
+      glDeleteFramebuffers(static_cast<GLsizei>(frameBuffers.size()), frameBuffers.data());
       glDeleteRenderbuffers(1, &renderBuffer);
     }
     cache = nullptr;
@@ -124,13 +125,14 @@ void ZELGLRenderView::_validateRenderBufferSize(CGSize size) {
   if (CGSizeEqualToSize(size, renderBufferSize_)) return;
 
   // The framebuffer's name goes to the renderbuffer deletion. Its effect: the old framebuffer object stays until the
-  // context goes, and a renderbuffer of another view that happens to have this number loses its name, though not its
+  // view goes, and a renderbuffer of another view that happens to have this number loses its name, though not its
   // storage, which that view's framebuffer holds.
   if (renderBuffer_ != 0) glDeleteRenderbuffers(1, &renderBuffer_);
   if (frameBuffer_ != 0) glDeleteRenderbuffers(1, &frameBuffer_);
   glGenRenderbuffers(1, &renderBuffer_);
   glBindRenderbuffer(GL_RENDERBUFFER, renderBuffer_);
   glGenFramebuffers(1, &frameBuffer_);
+  frameBuffersMade_.push_back(frameBuffer_);
   glBindFramebuffer(GL_FRAMEBUFFER, frameBuffer_);
   if (!context_->renderbufferStorage(GL_RENDERBUFFER, glLayer())) {
     // The size stays as it was, so that the next frame tries again.

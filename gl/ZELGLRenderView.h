@@ -12,6 +12,7 @@
 #include <map>
 #include <memory>
 #include <string>
+#include <vector>
 
 #include "gl/ZELGLTexture.h"
 #include "gl/ZELGLTextureCache.h"
@@ -70,6 +71,8 @@ class ZELGLRenderView final : public ZELInternalRenderView {
   std::shared_ptr<ZELGLTextureCache> textureCache_;
   uint32_t renderBuffer_ = 0;
   uint32_t frameBuffer_ = 0;
+  /// Every framebuffer that was made for this view, the present one included.
+  std::vector<uint32_t> frameBuffersMade_;
   CGSize renderBufferSize_{};
   bool needsPresent_ = false;
   /// Set once and not used: the drawable is cleared whenever it is remade.

@@ -1,6 +1,5 @@
 #include "gpu/RenderGLCalls.h"
 
-#include <EGL/egl.h>
 #include <GLES2/gl2.h>
 #include <dlfcn.h>
 
@@ -8,7 +7,6 @@
 #include <atomic>
 #include <mutex>
 #include <set>
-#include <utility>
 
 namespace ZELTest {
 namespace {
@@ -25,7 +23,8 @@ std::atomic<uint64_t> gFramebufferDeletions;
 struct Names {
   std::mutex mutex;
   std::set<GLuint> renderbuffers;
-  std::set<std::pair<EGLContext, GLuint>> framebuffers;
+  /// Names of different contexts may be equal.
+  std::multiset<GLuint> framebuffers;
 };
 
 Names& names() {
@@ -125,7 +124,7 @@ extern "C" void glGenFramebuffers(GLsizei count, GLuint* made) {
   driver(count, made);
   ++gAll;
   const std::lock_guard lock(names().mutex);
-  std::for_each(made, made + count, [](GLuint name) { names().framebuffers.emplace(eglGetCurrentContext(), name); });
+  names().framebuffers.insert(made, made + count);
 }
 
 extern "C" void glDeleteFramebuffers(GLsizei count, const GLuint* dead) {
@@ -134,14 +133,10 @@ extern "C" void glDeleteFramebuffers(GLsizei count, const GLuint* dead) {
   ++gAll;
   gFramebufferDeletions += static_cast<uint64_t>(count);
   const std::lock_guard lock(names().mutex);
-  std::for_each(dead, dead + count, [](GLuint name) { names().framebuffers.erase({eglGetCurrentContext(), name}); });
-}
-
-extern "C" EGLBoolean eglDestroyContext(EGLDisplay display, EGLContext context) {
-  static auto* const driver = next<decltype(eglDestroyContext)>("eglDestroyContext");
-  {
-    const std::lock_guard lock(names().mutex);
-    std::erase_if(names().framebuffers, [context](const auto& entry) { return entry.first == context; });
-  }
-  return driver(display, context);
+  std::for_each(dead, dead + count, [](GLuint name) {
+    const auto found = names().framebuffers.find(name);
+    if (found != names().framebuffers.end()) {
+      names().framebuffers.erase(found);
+    }
+  });
 }

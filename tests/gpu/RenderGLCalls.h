@@ -26,8 +26,8 @@ struct GLCalls {
 
 GLCalls glCalls();
 
-/// Names that were generated and neither deleted nor, for framebuffers, destroyed with their context. Renderbuffers are
-/// counted as if all contexts shared them.
+/// Names that were generated and not deleted. All contexts are taken to share renderbuffers; a framebuffer that is left
+/// to its context counts as living for good, since Mesa keeps it as long as the share group.
 size_t livingRenderbuffers();
 size_t livingFramebuffers();
 
