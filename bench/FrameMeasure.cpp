@@ -10,6 +10,7 @@
 #include <algorithm>
 #include <array>
 #include <cstdlib>
+#include <iostream>
 #include <memory>
 #include <utility>
 #include <vector>
@@ -47,6 +48,7 @@ class Cell {
         report_(report) {}
 
   void measure() {
+    std::cerr << "measuring " << projectionName_ << ' ' << formatName_ << '\n';
     stage_.setProjection(projection_);
     stage_.withContext([this] { makeFloors(); });
     if (!bare_->isComplete() || !sameWork_->isValid() || !flatQuad_->isValid()) {
