@@ -86,6 +86,7 @@ Row firstPictureRow(const std::string& measure, const std::string& frame, std::s
 
 /// Fresh processes of this program, so that nothing is warm but what the system keeps.
 void measureFreshViews(const Settings& settings, const std::string& cacheNote, Report& report) {
+  std::cerr << "measuring the first picture, " << cacheNote << '\n';
   std::vector<double> fromView;
   std::vector<double> fromStart;
   for (size_t round = 0; round < settings.samples + 1; ++round) {
@@ -127,6 +128,7 @@ bool writeJpeg(const std::string& path, int width, int height) {
 }
 
 void measureSnapshots(const Settings& settings, Report& report) {
+  std::cerr << "measuring the viewer's snapshot\n";
   std::string folder = (std::filesystem::temp_directory_path() / "zel_bench.XXXXXX").string();
   if (mkdtemp(folder.data()) == nullptr) return report.addFault("viewer snapshot: no temporary folder can be made.");
   const std::string picture = folder + "/picture.jpg";

@@ -10,6 +10,7 @@
 #include <algorithm>
 #include <array>
 #include <cstdlib>
+#include <iostream>
 #include <memory>
 #include <utility>
 #include <vector>
@@ -21,7 +22,7 @@ namespace {
 constexpr double kWholeFrameLimit = 1.15;
 constexpr double kMovingCameraLimit = 1.10;
 constexpr double kEquirectangularLimit = 1.5;
-constexpr int kMostAttempts = 3;
+constexpr int kMostAttempts = 5;
 constexpr double kMainThreadLimit = 0.1;  // milliseconds
 
 /// More frames than sides, so that each side meets every frame.
@@ -47,6 +48,7 @@ class Cell {
         report_(report) {}
 
   void measure() {
+    std::cerr << "measuring " << projectionName_ << ' ' << formatName_ << '\n';
     stage_.setProjection(projection_);
     stage_.withContext([this] { makeFloors(); });
     if (!bare_->isComplete() || !sameWork_->isValid() || !flatQuad_->isValid()) {

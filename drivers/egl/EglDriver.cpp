@@ -2,7 +2,9 @@
 
 #include "drivers/egl/GlContext.h"
 #include "drivers/egl/TextureCache.h"
+#include "platform/dispatch/ThreadPool.h"
 
+#include <cstdlib>
 #include <utility>
 
 namespace ZELPlatform {
@@ -23,6 +25,9 @@ std::unique_ptr<GLDriver> EglDriver::create(const NativeDisplay& native, std::st
     return nullptr;
   }
   driver->capabilities_ = Capabilities::ask(*driver->display_);
+  // EGL and what it loaded tear themselves down as the process ends, while queues may still draw or delete. What is
+  // registered now, after they were loaded, runs before that.
+  std::atexit([] { ThreadPool::shared().finish(); });
   return driver;
 }
 

@@ -1,6 +1,7 @@
 #include "drivers/egl/WindowSurface.h"
 
 #include <array>
+#include <bit>
 #include <cstdlib>
 #include <functional>
 #include <utility>
@@ -129,7 +130,7 @@ class WaylandWindowSurface final : public WindowSurface {
       return attribute(display.handle(), candidate, EGL_ALPHA_SIZE) == 0;
     });
     if (config == EGL_NO_CONFIG_KHR) config = chooseConfig(display.handle(), [](EGLConfig) { return true; });
-    wl_egl_window* native = wl_egl_window_create(reinterpret_cast<wl_surface*>(window), 1, 1);
+    wl_egl_window* native = wl_egl_window_create(std::bit_cast<wl_surface*>(window), 1, 1);
     if (config == EGL_NO_CONFIG_KHR || !native) {
       if (native) wl_egl_window_destroy(native);
       *error = "The window cannot be drawn on: EGL has no configuration for Wayland surfaces.";

@@ -20,7 +20,8 @@ enum class CGImageAlphaInfo {
 /// An immutable bitmap: rows from the top, four bytes a pixel in the order red, green, blue, alpha. Any thread.
 class ZELPLATFORM_EXPORT CGImage {
  public:
-  /// Takes over the bytes; null when there are fewer than `bytesPerRow * height` or a side is 0.
+  /// Takes over the bytes; null when there are fewer than `bytesPerRow * height`, the rows are too short or a side is
+  /// 0.
   static std::shared_ptr<CGImage> create(size_t width, size_t height, size_t bytesPerRow, CGImageAlphaInfo alphaInfo,
                                          std::vector<uint8_t> bytes);
 

@@ -39,12 +39,11 @@ class ZELPLATFORM_EXPORT DispatchQueue {
   /// on standard error.
   virtual void sync(const Task& task) = 0;
 
-  /// Whether the calling code runs in a task of this queue.
+  /// Whether the calling code runs in a task of this queue; for the main queue, whether it is on the main thread.
   virtual bool isCurrent() const = 0;
 };
 
-/// Whether the caller is on the main thread: the one that first used the platform services, or that was named with
-/// `DispatchSetMainThread`.
+/// Whether the caller is on the main thread: the one that runs `main`, or that was named with `DispatchSetMainThread`.
 ZELPLATFORM_EXPORT bool DispatchIsMainThread();
 
 /// Makes the calling thread the main thread. Call it first thing on a program's UI thread where that is not the thread

@@ -91,7 +91,7 @@ class ZELPLATFORM_EXPORT NSRunLoop {
   /// Runs until the condition holds (checked after every round) or the time is over; returns whether it holds.
   bool runUntil(const std::function<bool()>& condition, double timeoutSeconds);
 
-  /// Ends the innermost `run`, `runFor` or `runUntil`. Any thread.
+  /// Ends the innermost `run`, `runFor` or `runUntil`; without one it does nothing. Any thread.
   void stop();
 
   /// Makes `fileDescriptor` readable once. Any thread.
@@ -104,7 +104,8 @@ class ZELPLATFORM_EXPORT NSRunLoop {
   /// repeating timer skips the rounds that it missed.
   Token addTimer(double delay, double interval, std::function<void()> task);
 
-  /// Calls `task` whenever the descriptor is readable. The descriptor stays the caller's.
+  /// Calls `task` whenever the descriptor is readable. The descriptor stays the caller's; remove the watch before
+  /// closing it. Returns 0 for a descriptor that cannot be watched, such as a file on a disk.
   Token addReadableDescriptor(int descriptor, std::function<void()> task);
 
   /// Ends a timer or a watch, also from within its own task.

@@ -2,6 +2,7 @@
 
 #include <pthread.h>
 
+#include <chrono>
 #include <system_error>
 #include <thread>
 #include <utility>
@@ -29,11 +30,18 @@ void ThreadPool::run(std::function<void()> job) {
   }
 }
 
+void ThreadPool::finish() {
+  constexpr std::chrono::seconds kPatience{1};
+  std::unique_lock<std::mutex> lock(mutex_);
+  becameIdle_.wait_for(lock, kPatience, [this] { return isIdle(); });
+}
+
 void ThreadPool::work() {
   std::unique_lock<std::mutex> lock(mutex_);
   for (;;) {
     while (jobs_.empty()) {
       ++freeThreads_;
+      if (isIdle()) becameIdle_.notify_all();
       jobAdded_.wait(lock);
       --freeThreads_;
     }

@@ -18,12 +18,18 @@ class ThreadPool {
   /// Runs a job on one of the pool's threads.
   void run(std::function<void()> job);
 
+  /// Waits until no job is queued or running, at most a second: for a process that ends, before the libraries that jobs
+  /// call are torn down.
+  void finish();
+
  private:
   ThreadPool() = default;
   void work();
+  bool isIdle() const { return jobs_.empty() && freeThreads_ == threads_; }
 
   std::mutex mutex_;
   std::condition_variable jobAdded_;
+  std::condition_variable becameIdle_;
   std::deque<std::function<void()>> jobs_;
   size_t threads_ = 0;
   size_t freeThreads_ = 0;

@@ -81,8 +81,8 @@ TEST(DirectSourceThreads, PushesAndTakesDoNotTear) {
     const double now = CACurrentMediaTime();
     if (!source->hasNewPixelBufferForTime(now)) continue;
     const CVPixelBufferRef frame = source->copyPixelBufferForTime(now);
-    ASSERT_NE(frame, nullptr);
-    ASSERT_EQ(frame->width(), 4U);
+    if (!frame) continue;  // pushed between the two calls, and so later than `now`
+    EXPECT_EQ(frame->width(), 4U);
     ++taken;
   }
   producer.join();

@@ -42,13 +42,16 @@ TEST(Dispatch, SyncTakesItsPlaceInLineAndRunsOnTheCaller) {
   std::vector<int> order;
   queue->async([&] { gate.wait(); });
   queue->async([&] { order.push_back(1); });
+  std::promise<void> begun;
   std::thread waiting([&] {
+    begun.set_value();
     queue->sync([&] {
       order.push_back(2);
       EXPECT_EQ(std::this_thread::get_id(), waiting.get_id());
     });
   });
-  std::this_thread::sleep_for(50ms);
+  begun.get_future().wait();
+  std::this_thread::sleep_for(100ms);  // Nothing tells from outside that it stands in line.
   queue->async([&] { order.push_back(3); });
   gate.open();
   waiting.join();
@@ -79,7 +82,7 @@ TEST(Dispatch, ManyThreadsMixSyncAndAsyncWithoutLossOrOverlap) {
 }
 
 TEST(Dispatch, BlockedSyncsNeverStarveTheQueueTheyWaitFor) {
-  // More tasks than any fixed pool has threads, each of which waits for one queue that has not begun its work.
+  // More tasks than a fixed pool has threads, each of which waits for one queue, which waits for one more task.
   const auto last = DispatchQueue::create("last");
   Gate gate;
   last->async([&] { gate.wait(); });
@@ -96,7 +99,7 @@ TEST(Dispatch, BlockedSyncsNeverStarveTheQueueTheyWaitFor) {
     queues.back()->async(waitAndCount);
     DispatchQueue::globalQueue()->async(waitAndCount);
   }
-  gate.open();
+  DispatchQueue::create("opens")->async([&] { gate.open(); });
   EXPECT_EQ(allFinished.get_future().wait_for(20s), std::future_status::ready);
   for (const auto& queue : queues) queue->sync([] {});
 }

@@ -107,6 +107,12 @@ TEST(CGBitmapContext, ScalingLetsNoColourOutOfTransparentPixels) {
   }
   EXPECT_EQ(pixelOf(*result, 15, 20)[3], 255) << "the part that is seen begins ten pixels into the picture";
   EXPECT_EQ(pixelOf(*result, 25, 20)[3], 0);
+  context->drawImage(*imageOf(2, 1, opaque, {{1, 2, 3, 0}, {201, 2, 3, 0}}), CGRectMake(30, 30, 8, 5));
+  const auto covered = context->createImage();
+  EXPECT_THAT(pixelOf(*covered, 30, 30), ElementsAre(1, 2, 3, 255));
+  EXPECT_THAT(pixelOf(*covered, 37, 34), ElementsAre(201, 2, 3, 255));
+  EXPECT_EQ(pixelOf(*covered, 29, 34), pixelOf(*result, 29, 34));
+  EXPECT_EQ(pixelOf(*covered, 38, 34), pixelOf(*result, 38, 34));
 }
 
 TEST(UIImage, HasASizeInPoints) {

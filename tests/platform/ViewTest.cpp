@@ -68,8 +68,9 @@ class View : public testing::Test {
     NSRunLoop::mainRunLoop().runPending();
   }
 
-  std::shared_ptr<UIWindow> window = UIWindow::create(CGRectMake(30, 40, 200, 100));
+  // Before the window, whose end is logged too.
   Log log;
+  std::shared_ptr<UIWindow> window = UIWindow::create(CGRectMake(30, 40, 200, 100));
 };
 
 TEST_F(View, TheWholeSubtreeIsToldBeforeAndAfterItMovesToAWindow) {

@@ -1,6 +1,5 @@
 #include "platform/quartzcore/Compositor.h"
 
-#include <X11/Xlib.h>
 #include <ZELPlatform/EAGL.h>
 #include <ZELPlatform/Foundation.h>
 #include <ZELPlatform/UIApplication.h>
@@ -12,42 +11,18 @@
 
 #include "platform/eagl/GLDriver.h"
 #include "tests/gpu/EaglSupport.h"
+#include "tests/window/BareWindow.h"
 
 using namespace egltest;
 using ZELPlatform::Compositor;
 using ZELPlatform::GLDriver;
-using ZELPlatform::NativeSurface;
 using ZELPlatform::Scene;
-using ZELPlatform::WindowSystem;
 
 namespace {
 
 constexpr int kWidth = 80;
 constexpr int kHeight = 60;
 constexpr double kRate = 100.0;
-
-/// A bare X window and its owner's connection.
-struct BareWindow {
-  Display* display = XOpenDisplay(nullptr);
-  Window window = XCreateSimpleWindow(display, DefaultRootWindow(display), 0, 0, kWidth, kHeight, 0, 0, 0);
-
-  BareWindow() {
-    XMapRaised(display, window);
-    XSync(display, False);
-  }
-
-  ~BareWindow() { XCloseDisplay(display); }
-
-  NativeSurface surface() const { return {{WindowSystem::X11, display}, window}; }
-
-  Pixel pixel(int x, int y) const {
-    XSync(display, False);
-    XImage* image = XGetImage(display, window, x, y, 1, 1, AllPlanes, ZPixmap);
-    const unsigned long value = XGetPixel(image, 0, 0);
-    XDestroyImage(image);
-    return {static_cast<uint8_t>(value >> 16), static_cast<uint8_t>(value >> 8), static_cast<uint8_t>(value), 255};
-  }
-};
 
 std::shared_ptr<CGImage> still(size_t width, size_t height, const Pixel& color, CGImageAlphaInfo alphaInfo) {
   std::vector<uint8_t> bytes;
@@ -72,10 +47,10 @@ class CompositorTest : public testing::Test {
     EAGLContext::setCurrentContext(nullptr);
   }
 
-  void show(Scene scene) {
+  void show(Scene scene, int width = kWidth, int height = kHeight) {
     scene.points = CGSizeMake(kWidth, kHeight);
-    scene.pixelWidth = kWidth;
-    scene.pixelHeight = kHeight;
+    scene.pixelWidth = width;
+    scene.pixelHeight = height;
     compositor_->setScene(std::move(scene));
     compositor_->setVisible(true);
     compositor_->composeNow();
@@ -83,7 +58,7 @@ class CompositorTest : public testing::Test {
 
   static void wait(double seconds) { NSRunLoop::mainRunLoop().runFor(seconds); }
 
-  BareWindow window_;
+  BareWindow window_{kWidth, kHeight};
   GLDriver* driver_ = nullptr;
   std::shared_ptr<Compositor> compositor_;
 };
@@ -195,16 +170,18 @@ TEST_F(CompositorTest, ReportsEveryPeriodWhileRefreshesAreWanted) {
   wait(0.1);
   EXPECT_TRUE(times.empty());
 
+  // A report that waits for the main thread while its compositor goes is dropped. Stepping keeps the timer, which takes
+  // over, from firing the link.
   link->setPaused(false);
   wait(0.1);
-  DisplayRefresh::shared().removeSource(compositor_);
   std::this_thread::sleep_for(std::chrono::milliseconds(30));
+  DisplayRefresh::shared().setStepped(true);
+  DisplayRefresh::shared().removeSource(compositor_);
   compositor_.reset();
   times.clear();
-  // The timer that takes over has another rate, so reports that were left behind would be seen.
-  link->setPaused(true);
   wait(0.1);
   EXPECT_TRUE(times.empty());
+  DisplayRefresh::shared().setStepped(false);
   link->invalidate();
 }
 
@@ -235,10 +212,27 @@ TEST_F(CompositorTest, ShowsWholePicturesOfALayerThatIsDrawnOnAnotherThread) {
   EXPECT_EQ(window_.pixel(40, 30), kBlue);
 }
 
+TEST_F(CompositorTest, FollowsTheSizeOfItsWindow) {
+  const auto contents = std::make_shared<ZELPlatform::LayerContents>();
+  contents->setStill(still(2, 2, kRed, CGImageAlphaInfo::PremultipliedLast));
+  Scene scene;
+  scene.items = {{CGRectMake(0, 0, kWidth / 2.0, kHeight), contents, true}};
+  show(scene);
+  EXPECT_EQ(window_.pixel(39, 59), kRed);
+  for (const int factor : {2, 3, 1}) {
+    window_.resize(kWidth * factor, kHeight * factor);
+    show(scene, kWidth * factor, kHeight * factor);
+    wait(0.1);
+    for (const int y : {0, 59 * factor}) {
+      EXPECT_EQ(window_.pixel(40 * factor - 1, y), kRed) << factor;
+      EXPECT_EQ(window_.pixel(40 * factor, y), (Pixel{0, 0, 0, 255})) << factor;
+    }
+  }
+}
+
 TEST_F(CompositorTest, StopsWhenItsWindowIsDestroyed) {
   show({});
-  XDestroyWindow(window_.display, window_.window);
-  XSync(window_.display, False);
+  window_.destroy();
   wait(0.05);
   compositor_->composeNow();
   const uint64_t before = compositor_->composedCount();
