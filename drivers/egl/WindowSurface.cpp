@@ -17,6 +17,8 @@
 namespace ZELPlatform {
 namespace {
 
+#if defined(ZEL_WITH_X11) || defined(ZEL_WITH_WAYLAND)
+
 EGLint attribute(EGLDisplay display, EGLConfig config, EGLint name) {
   EGLint value = 0;
   eglGetConfigAttrib(display, config, name, &value);
@@ -47,6 +49,7 @@ EGLConfig chooseConfig(EGLDisplay display, const std::function<bool(EGLConfig)>&
   return EGL_NO_CONFIG_KHR;
 }
 
+#endif
 #ifdef ZEL_WITH_X11
 
 /// A connection of its own, which learns what the EGL driver does not tell: the window's visual, and that it is gone.
