@@ -22,7 +22,7 @@ namespace {
 constexpr double kWholeFrameLimit = 1.15;
 constexpr double kMovingCameraLimit = 1.10;
 constexpr double kEquirectangularLimit = 1.5;
-constexpr int kMostAttempts = 3;
+constexpr int kMostAttempts = 5;
 constexpr double kMainThreadLimit = 0.1;  // milliseconds
 
 /// More frames than sides, so that each side meets every frame.

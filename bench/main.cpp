@@ -36,7 +36,11 @@ int main(int argc, char** argv) {
                  "Only what contains this: \"equirectangular 420v\", \"BGRA\", \"first picture\", \"viewer snapshot\"");
   app.add_option("--viewer", settings.viewer, "The zelview program (default: the one of the same build)");
   app.add_option("--first-picture", firstPictureSince)->group("");
-  CLI11_PARSE(app, argc, argv);
+  try {
+    app.parse(argc, argv);
+  } catch (const CLI::ParseError& error) {
+    return app.exit(error) == 0 ? 0 : 2;
+  }
   if (firstPictureSince >= 0) return ZELBench::runFirstPicture(firstPictureSince);
   if (quick) settings.samples = 5;
 

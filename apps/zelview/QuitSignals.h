@@ -6,8 +6,8 @@
 
 namespace zelview {
 
-/// Turns the first SIGINT or SIGTERM into a call on the main thread; the second one ends the process as usual. One at a
-/// time; main thread.
+/// Turns SIGINT and SIGTERM into a call on the main thread; another one seconds later ends the process at once, should
+/// the main thread not get to it. One at a time; main thread.
 class QuitSignals {
  public:
   explicit QuitSignals(std::function<void()> quit);

@@ -123,7 +123,7 @@ void ViewerWindow::setProjection(ZELProjectionType type) {
   }
   const std::string name =
       content_->isBuiltIn() ? "built-in panorama" : std::filesystem::path(options_.picture).filename().string();
-  window_->setTitle(name + " (" + ZELProjectionTypeName(type) + ") \u2013 zelview");
+  window_->setTitle(name + " (" + ZELProjectionTypeName(type) + ") - zelview");
 }
 
 void ViewerWindow::setCamera(const Camera& camera) {

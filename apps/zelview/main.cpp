@@ -2,6 +2,7 @@
 #include <ZELPlatform/Foundation.h>
 #include <ZELPlatform/UIApplication.h>
 
+#include <clocale>
 #include <cstdio>
 #include <exception>
 #include <new>
@@ -86,6 +87,8 @@ void run(const Options& options, double startTime) {
 
 int main(int argc, char** argv) {
   const double startTime = CACurrentMediaTime();
+  // For window titles with a file name in it.
+  std::setlocale(LC_CTYPE, "");
   std::setvbuf(stdout, nullptr, _IOLBF, BUFSIZ);
   const zelview::CommandLine line = zelview::parseCommandLine(argc, argv);
   if (!line.options) {

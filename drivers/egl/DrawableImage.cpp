@@ -7,6 +7,7 @@
 
 #include <algorithm>
 #include <array>
+#include <bit>
 #include <utility>
 
 namespace ZELPlatform {
@@ -49,7 +50,7 @@ bool DrawableImage::allocate() {
   if (!driver_.capabilities().imageRenderbuffers) return true;
   const EglDisplay& display = driver_.display();
   const std::array<EGLint, 3> attributes{EGL_GL_TEXTURE_LEVEL_KHR, 0, EGL_NONE};
-  const auto buffer = reinterpret_cast<EGLClientBuffer>(static_cast<uintptr_t>(texture_));
+  const auto buffer = std::bit_cast<EGLClientBuffer>(static_cast<uintptr_t>(texture_));
   eglImage_ =
       display.createImage(display.handle(), eglGetCurrentContext(), EGL_GL_TEXTURE_2D_KHR, buffer, attributes.data());
   return eglImage_ != EGL_NO_IMAGE_KHR;

@@ -1,6 +1,7 @@
 #include "drivers/egl/WindowSurface.h"
 
 #include <array>
+#include <bit>
 #include <cstdlib>
 #include <functional>
 #include <utility>
@@ -15,6 +16,8 @@
 
 namespace ZELPlatform {
 namespace {
+
+#if defined(ZEL_WITH_X11) || defined(ZEL_WITH_WAYLAND)
 
 EGLint attribute(EGLDisplay display, EGLConfig config, EGLint name) {
   EGLint value = 0;
@@ -46,6 +49,7 @@ EGLConfig chooseConfig(EGLDisplay display, const std::function<bool(EGLConfig)>&
   return EGL_NO_CONFIG_KHR;
 }
 
+#endif
 #ifdef ZEL_WITH_X11
 
 /// A connection of its own, which learns what the EGL driver does not tell: the window's visual, and that it is gone.
@@ -129,7 +133,7 @@ class WaylandWindowSurface final : public WindowSurface {
       return attribute(display.handle(), candidate, EGL_ALPHA_SIZE) == 0;
     });
     if (config == EGL_NO_CONFIG_KHR) config = chooseConfig(display.handle(), [](EGLConfig) { return true; });
-    wl_egl_window* native = wl_egl_window_create(reinterpret_cast<wl_surface*>(window), 1, 1);
+    wl_egl_window* native = wl_egl_window_create(std::bit_cast<wl_surface*>(window), 1, 1);
     if (config == EGL_NO_CONFIG_KHR || !native) {
       if (native) wl_egl_window_destroy(native);
       *error = "The window cannot be drawn on: EGL has no configuration for Wayland surfaces.";

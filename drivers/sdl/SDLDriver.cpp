@@ -9,6 +9,7 @@
 #include <wayland-client-core.h>
 #endif
 
+#include <cstdlib>
 #include <optional>
 
 namespace ZELPlatform {
@@ -16,11 +17,14 @@ namespace ZELPlatform {
 namespace {
 
 /// The window systems that can be composed onto; SDL's others would take the console or show nothing.
+/// Wayland's sockets lie in XDG_RUNTIME_DIR: without it there is none, and its
+/// library would say so on standard error by itself.
+const char* videoDrivers() {
 #ifdef ZEL_WITH_WAYLAND
-constexpr const char* kVideoDrivers = "x11,wayland";
-#else
-constexpr const char* kVideoDrivers = "x11";
+  if (const char* directory = std::getenv("XDG_RUNTIME_DIR"); directory && *directory) return "x11,wayland";
 #endif
+  return "x11";
+}
 
 constexpr double kUnknownRefreshRate = 60.0;
 
@@ -48,7 +52,7 @@ class SDLDriver final : public DisplayDriver {
 /// What has to be said before SDL's video starts. Hints that the person set in the environment win.
 void setHints(const std::string& applicationName) {
   SDL_SetHint(SDL_HINT_APP_NAME, applicationName.c_str());
-  SDL_SetHint(SDL_HINT_VIDEODRIVER, kVideoDrivers);
+  SDL_SetHint(SDL_HINT_VIDEODRIVER, videoDrivers());
   // The interrupt key ends the program; SDL would turn it into an event.
   SDL_SetHint(SDL_HINT_NO_SIGNAL_HANDLERS, "1");
   // Each pointer arrives once, as what it is.

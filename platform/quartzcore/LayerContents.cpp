@@ -16,16 +16,6 @@ void LayerContents::present(std::shared_ptr<LayerImage> image) {
   changed();
 }
 
-void LayerContents::clear() {
-  std::shared_ptr<LayerImage> old;
-  {
-    const std::lock_guard lock(mutex_);
-    front_.swap(old);
-    ++generation_;
-  }
-  changed();
-}
-
 void LayerContents::setStill(std::shared_ptr<CGImage> image) {
   {
     const std::lock_guard lock(mutex_);

@@ -30,15 +30,12 @@ class LayerContents {
   /// Puts a drawn image in front and tells the observer.
   void present(std::shared_ptr<LayerImage> image);
 
-  /// Forgets the drawn image, for a drawable that is remade.
-  void clear();
-
   void setStill(std::shared_ptr<CGImage> image);
 
   std::shared_ptr<LayerImage> front() const;
   std::shared_ptr<CGImage> still() const;
 
-  /// Goes up with every present, clear and still: equal numbers mean an unchanged picture.
+  /// Goes up with every present and every still: equal numbers mean an unchanged picture.
   uint64_t generation() const;
 
   /// Presents so far.

@@ -2,6 +2,7 @@
 #include <malloc.h>
 #include <unistd.h>
 
+#include <cstdlib>
 #include <fstream>
 #include <iostream>
 
@@ -29,13 +30,37 @@ constexpr int kWarmUpFrames = kFrames / 10;
 constexpr int kWarmUpRounds = kRounds / 5;
 constexpr CGSize kPoints = {64, 36};
 
-/// Resident memory in KiB, after the allocator gave back what it holds in reserve.
-long residentKiB() {
-  malloc_trim(0);
-  long total = 0;
+/// What the process holds, in KiB: pages in memory, after the allocator gave back what it has in reserve, and the bytes
+/// of the heap that are in use.
+struct Memory {
   long resident = 0;
-  std::ifstream("/proc/self/statm") >> total >> resident;
-  return resident * sysconf(_SC_PAGESIZE) / 1024;
+  long heap = 0;
+
+  static Memory now() {
+    malloc_trim(0);
+    long total = 0;
+    long pages = 0;
+    std::ifstream("/proc/self/statm") >> total >> pages;
+    const struct mallinfo2 heap = mallinfo2();
+    return {pages * sysconf(_SC_PAGESIZE) / 1024, static_cast<long>((heap.uordblks + heap.hblkhd) / 1024)};
+  }
+};
+
+/// Growth that is no leak. Resident: which pages of a fragmented heap are free differs by chance; up to 240 KiB were
+/// seen, and no more in five times as many rounds. Heap: tables of the driver and of the queues that grow in steps; up
+/// to 45 KiB were seen. One framebuffer that stays behind in every round comes to 470 KiB.
+constexpr Memory kSlack = {512, 128};
+
+/// Reports the growth in one line and expects it within the slack.
+void expectNoGrowth(const char* what, const Memory& early) {
+  const Memory late = Memory::now();
+  const Memory grown = {late.resident - early.resident, late.heap - early.heap};
+  std::cout << what << ": resident " << early.resident << " KiB, grown by " << grown.resident << " KiB; heap in use "
+            << early.heap << " KiB, grown by " << grown.heap << " KiB\n";
+  if (kMemoryIsMeasurable) {
+    EXPECT_LE(grown.resident, kSlack.resident) << what;
+    EXPECT_LE(grown.heap, kSlack.heap) << what;
+  }
 }
 
 struct Census {
@@ -51,6 +76,11 @@ void PrintTo(const Census& census, std::ostream* stream) {
 }
 
 class Endurance : public testing::Test {
+ public:
+  /// Mesa's software driver makes up to 64 scenes of 130 KiB for each context, as many as its threads happen to fall
+  /// behind; drawing on the calling thread, it makes one, and memory is repeatable.
+  static void SetUpTestSuite() { setenv("LP_NUM_THREADS", "0", 0); }
+
  protected:
   const BackEnd& backEnd() const { return backEnds().front(); }
 
@@ -71,12 +101,13 @@ TEST_F(Endurance, TenThousandFramesLeaveNothingBehind) {
   Stage stage(backEnd(), kPoints);
   const Eye eye = stage.add();
   eye.view->setContentProjection(ZELProjection::equirectangular());
-  long early = 0;
+  Memory early;
   Census earlyCensus;
+  const uint64_t drawsBefore = glCalls().draws;
   for (int index = 0; index < kFrames; ++index) {
     if (index == kWarmUpFrames) {
-      early = residentKiB();
-      earlyCensus = {};
+      early = Memory::now();
+      earlyCensus = Census();
     }
     eye.camera->look(rotation(index, 0.3 * index, 0, false));
     if (index % 2 == 0) {
@@ -86,20 +117,17 @@ TEST_F(Endurance, TenThousandFramesLeaveNothingBehind) {
     }
   }
   const Census census;
-  const long grown = residentKiB() - early;
-  std::cout << kFrames << " frames: " << early << " KiB after " << kWarmUpFrames << ", grown by " << grown << " KiB; "
-            << testing::PrintToString(census) << "\n";
+  std::cout << testing::PrintToString(census) << "\n";
+  EXPECT_EQ(glCalls().draws - drawsBefore, static_cast<uint64_t>(kFrames)) << "every frame is another picture";
+  expectNoGrowth("frames after the first tenth", early);
   EXPECT_EQ(census.renderbuffers, earlyCensus.renderbuffers);
   EXPECT_EQ(census.framebuffers, earlyCensus.framebuffers);
   EXPECT_LE(census.textureStorages, earlyCensus.textureStorages + 2);
   EXPECT_LE(census.drawableImages, 3);
-  if (kMemoryIsMeasurable) {
-    EXPECT_LE(grown, 1024);
-  }
 }
 
 TEST_F(Endurance, ViewsComeAndGoWithoutATrace) {
-  long early = 0;
+  Memory early;
   Census earlyCensus;
   const auto round = [&](int index) {
     Stage stage(backEnd(), kPoints);
@@ -113,22 +141,18 @@ TEST_F(Endurance, ViewsComeAndGoWithoutATrace) {
   };
   for (int index = 0; index < kRounds; ++index) {
     if (index == kWarmUpRounds) {
-      early = residentKiB();
-      earlyCensus = {};
+      early = Memory::now();
+      earlyCensus = Census();
     }
     ASSERT_NO_FATAL_FAILURE(round(index));
   }
   const Census census;
-  const long grown = residentKiB() - early;
-  std::cout << kRounds << " rounds: " << early << " KiB after " << kWarmUpRounds << ", grown by " << grown << " KiB; "
-            << testing::PrintToString(census) << "\n";
+  std::cout << testing::PrintToString(census) << "\n";
+  expectNoGrowth("rounds after the first fifth", early);
   EXPECT_EQ(census.renderbuffers, earlyCensus.renderbuffers);
   EXPECT_EQ(census.framebuffers, earlyCensus.framebuffers);
   EXPECT_EQ(census.textureStorages, 0);
   EXPECT_EQ(census.drawableImages, 0);
-  if (kMemoryIsMeasurable) {
-    EXPECT_LE(grown, 1024);
-  }
 }
 
 TEST_F(Endurance, ResizingLeavesOneFramebufferNameASizeUntilTheViewGoes) {

@@ -1,9 +1,10 @@
-#include <ZELPlatform/UIWindow.h>
-
+#include <SDL2/SDL_events.h>
+#include <SDL2/SDL_video.h>
 #include <ZELPlatform/CoreGraphics.h>
 #include <ZELPlatform/Foundation.h>
 #include <ZELPlatform/UIApplication.h>
 #include <ZELPlatform/UIScreen.h>
+#include <ZELPlatform/UIWindow.h>
 #include <gmock/gmock.h>
 #include <gtest/gtest.h>
 
@@ -69,9 +70,11 @@ class TouchedView final : public UIView {
   void touchesCancelled(const UITouchSet& touches) override { note("cancelled", touches); }
 
   std::string newest;
+  int count = 0;
 
  private:
   void note(const std::string& what, const UITouchSet& touches) {
+    ++count;
     const CGPoint place = touches.front()->locationInView(this);
     newest = what + " " + std::to_string(touches.front()->identifier()) + " at " +
              std::to_string(static_cast<int>(place.x)) + "," + std::to_string(static_cast<int>(place.y));
@@ -180,6 +183,24 @@ TEST_F(NativeWindow, BringsTheMouseToTheViewAlsoOutsideDuringADrag) {
   EXPECT_TRUE(eventually([&] { return delegate->scrolls.size() == 6; }));
   EXPECT_THAT(delegate->scrolls, ElementsAre(30, 40, 1, 30, 40, -1));
   EXPECT_EQ(view->newest, "ended 0 at 400,300") << "moving and other buttons are no touches";
+}
+
+TEST_F(NativeWindow, BringsFingersOnceAndApartFromTheMouse) {
+  show();
+  uint32_t windowID = 1;
+  while (!SDL_GetWindowFromID(windowID)) {
+    ++windowID;
+  }
+  SDL_Event finger{};
+  finger.tfinger = {SDL_FINGERDOWN, 0, 5, 0, 0.5F, 0.25F, 0, 0, 1, windowID};
+  SDL_Event echo{};
+  echo.button = {SDL_MOUSEBUTTONDOWN, 0, windowID, SDL_TOUCH_MOUSEID, SDL_BUTTON_LEFT, SDL_PRESSED, 1, 0, 3, 3};
+  SDL_PushEvent(&finger);
+  SDL_PushEvent(&echo);
+  finger.tfinger.type = SDL_FINGERUP;
+  SDL_PushEvent(&finger);
+  EXPECT_TRUE(eventually([&] { return view->newest == "ended 1 at 160,60"; })) << view->newest;
+  EXPECT_EQ(view->count, 2) << "the echo of a finger as a mouse is no touch";
 }
 
 TEST_F(NativeWindow, TellsKeysByWhatTheyType) {

@@ -39,16 +39,6 @@ TEST(Camera, SignsOfTheAngles) {
   for (const auto& c : cases) expectNear(GLKMatrix4MultiplyVector3(viewMatrixOf(c.camera), c.ray), c.world, c.what);
 }
 
-TEST(Camera, WorldDirectionAgreesWithTheMatrix) {
-  std::mt19937 random(1);
-  std::uniform_real_distribution<double> angle(-90, 90);
-  for (int i = 0; i < 100; ++i) {
-    const Camera camera = {.yaw = 2 * angle(random), .pitch = angle(random), .roll = 2 * angle(random)};
-    const GLKVector3 ray = {kHalf, -0.5F, 0.5F};
-    expectNear(worldDirection(camera, ray), GLKMatrix4MultiplyVector3(viewMatrixOf(camera), ray), "random camera");
-  }
-}
-
 TEST(Camera, RaysSpanTheView) {
   const CGSize size = CGSizeMake(1600, 900);
   expectNear(rayThroughPoint(CGPointMake(800, 450), size, 1.6), {0, 0, 1.6F}, "middle");

@@ -16,17 +16,6 @@ CommandLine parse(std::vector<const char*> arguments) {
   return parseCommandLine(static_cast<int>(arguments.size()), arguments.data());
 }
 
-TEST(Options, DefaultsOpenAWindowOnTheBuiltInPanorama) {
-  const CommandLine line = parse({});
-  ASSERT_TRUE(line.options);
-  EXPECT_EQ(line.options->mode, Mode::Window);
-  EXPECT_EQ(line.options->picture, "");
-  EXPECT_FALSE(line.options->projection);
-  EXPECT_FALSE(line.options->size);
-  EXPECT_FALSE(line.options->scale);
-  EXPECT_EQ(line.options->camera.zoom, 1.0);
-}
-
 TEST(Options, EveryOptionArrives) {
   const CommandLine line =
       parse({"--snapshot", "out.png", "--projection", "segmentedsphere", "--gravity", "fill",    "--padding",

@@ -147,12 +147,5 @@ TEST(Panorama, LinesAndLabelsStandWhereTheyBelong) {
   EXPECT_GT(at(88.2, 9.3).red, 0.95F);
 }
 
-TEST(Panorama, DefaultSizesFitTheirLayouts) {
-  EXPECT_EQ(makePanorama(ZELProjectionTypeFlat, 0)->width(), 4096U);
-  const auto cube = makePanorama(ZELProjectionTypeCubemap, 0);
-  EXPECT_EQ(cube->width() / 3, cube->height() / 2);
-  EXPECT_EQ(cube->width() % 3, 0U);
-}
-
 }  // namespace
 }  // namespace zelview

@@ -4,12 +4,10 @@
 #include <gtest/gtest.h>
 #include <sys/wait.h>
 
-#include <cmath>
 #include <cstdlib>
-#include <numbers>
 #include <string>
 
-#include "apps/zelview/SpherePainter.h"
+#include "tests/zelview/Octants.h"
 #include "tests/zelview/TestFiles.h"
 
 namespace zelview {
@@ -53,54 +51,6 @@ class Program : public testing::Test {
 
   ScratchFolder folder_;
 };
-
-struct View {
-  const char* arguments;
-  double yaw;
-  double pitch;
-  double roll;
-  bool mirror;
-};
-
-/// The direction behind a pixel, from the angles' definition: roll leans the camera clockwise, pitch lifts it, yaw
-/// turns it right.
-SpherePoint directionBehind(const View& view, double width, double height, double x, double y) {
-  constexpr double kDegree = std::numbers::pi / 180;
-  const double aspect = width / height;
-  const double right = (2 * (x + 0.5) / width - 1) * aspect;
-  const double up = 1 - 2 * (y + 0.5) / height;
-  const double ahead = 0.9 * std::max(aspect, 1.0);
-  const double roll = view.roll * kDegree;
-  const double rolledRight = right * std::cos(roll) + up * std::sin(roll);
-  const double rolledUp = up * std::cos(roll) - right * std::sin(roll);
-  const double pitch = view.pitch * kDegree;
-  const double level = ahead * std::cos(pitch) - rolledUp * std::sin(pitch);
-  const double high = ahead * std::sin(pitch) + rolledUp * std::cos(pitch);
-  const double yaw = view.yaw * kDegree;
-  const double east = rolledRight * std::cos(yaw) + level * std::sin(yaw);
-  const double north = level * std::cos(yaw) - rolledRight * std::sin(yaw);
-  return spherePointTowards(static_cast<float>(view.mirror ? -east : east), static_cast<float>(high),
-                            static_cast<float>(north));
-}
-
-/// How many of the image's pixels are, within the panorama's shading, of the octant that they look at.
-double shareOfRightOctants(const CGImage& image, const View& view) {
-  size_t right = 0;
-  for (size_t y = 0; y < image.height(); ++y) {
-    for (size_t x = 0; x < image.width(); ++x) {
-      const SpherePoint p =
-          directionBehind(view, static_cast<double>(image.width()), static_cast<double>(image.height()),
-                          static_cast<double>(x), static_cast<double>(y));
-      const Colour expected = octantColour(p.x, p.y, p.z);
-      const Pixel actual = pixelAt(image, x, y);
-      const auto near = [](float a, uint8_t b) { return std::abs(a * 255 - b) < 42; };
-      if (near(expected.red, actual.red) && near(expected.green, actual.green) && near(expected.blue, actual.blue)) {
-        ++right;
-      }
-    }
-  }
-  return static_cast<double>(right) / static_cast<double>(image.width() * image.height());
-}
 
 TEST_F(Program, SnapshotsLookWhereTheyAreTold) {
   const View views[] = {
@@ -146,16 +96,13 @@ TEST_F(Program, PicturesKeepTheirColoursAndShape) {
   EXPECT_EQ(pixelAt(*fill, 61, 61), blue);
 }
 
-TEST_F(Program, SaysWhatItDecided) {
-  const auto grey = [](size_t, size_t) { return Pixel{90, 90, 90}; };
-  ASSERT_EQ(CGImageWritePNG(*makeImage(30, 20, grey), folder_.file("in.png")), "");
-  const Outcome plain = run("--snapshot shot.png --size 32x32 in.png");
-  EXPECT_THAT(plain.out, MatchesRegex("projection: flat [^\n]+\n"));
+TEST_F(Program, SaysWhatItDoes) {
+  const Outcome plain = run("--snapshot shot.png --size 32x32");
+  EXPECT_THAT(plain.out, MatchesRegex("projection: equirectangular [^\n]+\n"));
   EXPECT_EQ(plain.err, "");
-  const Outcome verbose = run("--snapshot shot.png --size 32x32 --projection segmentedsphere --verbose in.png");
+  const Outcome verbose = run("--snapshot shot.png --size 32x32 --projection segmentedsphere --verbose");
   EXPECT_EQ(verbose.out, "");
   EXPECT_THAT(verbose.err, HasSubstr("draws segmented spheres flat"));
-  EXPECT_THAT(verbose.err, HasSubstr("30x20 pixels"));
 }
 
 TEST_F(Program, WritesTheContactSheetAndThePanorama) {
@@ -194,6 +141,19 @@ TEST_F(Program, BadInputIsOneSentence) {
   const Outcome usage = run("--snapshot shot.png --projection sphere in.png");
   EXPECT_EQ(usage.status, 2);
   EXPECT_THAT(usage.err, MatchesRegex("zelview: [^\n]+\n"));
+}
+
+TEST_F(Program, WindowShowsItsFirstPictureAndLeavesOnTermination) {
+  if (std::getenv("DISPLAY") == nullptr && std::getenv("WAYLAND_DISPLAY") == nullptr) {
+    GTEST_SKIP() << "there is no display";
+  }
+  const std::string command = "cd '" + folder_.file("") + "' && '" ZELVIEW_PROGRAM "' --verbose --size 320x200 " +
+                              ">out.txt 2>err.txt & program=$!; for i in $(seq 600); do grep -q 'first picture' '" +
+                              folder_.file("err.txt") + "' && break; sleep 0.1; done; " +
+                              "kill -TERM $program; wait $program";
+  const int status = std::system(command.c_str());
+  EXPECT_EQ(WEXITSTATUS(status), 0);
+  EXPECT_THAT(readText(folder_.file("err.txt")), HasSubstr("first picture: "));
 }
 
 TEST_F(Program, WideBeyondTheTextureLimitIsScaledDown) {
