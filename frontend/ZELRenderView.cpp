@@ -72,6 +72,9 @@ void ZELRenderView::willMoveToWindow(const std::shared_ptr<UIWindow>& window) {
 
 std::shared_ptr<UIImage> ZELRenderView::takeSnapshot() {
   if (!renderView_) return nullptr;
+  // A frame is reported as displayed between its draw and its presentation: a host that takes a snapshot as soon as the
+  // view is ready means that frame.
+  renderView_->waitUntilPresented();
   UIGraphicsBeginImageContextWithOptions(renderView_->bounds().size, true, 0.0);
   renderView_->drawViewHierarchyInRect(renderView_->bounds(), false);
   std::shared_ptr<UIImage> image = UIGraphicsGetImageFromCurrentImageContext();

@@ -74,6 +74,10 @@ void ZELGLRenderView::renderWithPixelBufferSource(const std::shared_ptr<ZELPixel
   });
 }
 
+void ZELGLRenderView::waitUntilPresented() {
+  _sharedRenderQueue()->sync([] {});
+}
+
 void ZELGLRenderView::flushGPU() {
   _sharedRenderQueue()->async([context = context_] {
     if (!context || !EAGLContext::setCurrentContext(context)) return;

@@ -31,6 +31,8 @@ class ZELGLRenderView final : public ZELInternalRenderView {
   void renderWithPixelBufferSource(const std::shared_ptr<ZELPixelBufferSource>& source,
                                    const std::shared_ptr<const ZELInternalRenderState>& state) override;
 
+  void waitUntilPresented() override;
+
   /// Posts a `glFinish` to the render queue and returns at once. Any thread.
   void flushGPU() override;
 

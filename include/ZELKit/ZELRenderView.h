@@ -66,7 +66,8 @@ class ZELKIT_EXPORT ZELRenderView final : public UIView, public ZELDisplayable {
   int64_t superResolutionEncoderType() const { return superResolutionEncoderType_; }
   void setSuperResolutionEncoderType(int64_t type) { superResolutionEncoderType_ = type; }
 
-  /// What the view shows now, at the main screen's scale. Waits for the GPU; null for an empty view.
+  /// What the view shows now, at the main screen's scale. Waits for a frame under way and for the GPU; null for an
+  /// empty view.
   std::shared_ptr<UIImage> takeSnapshot();
 
   /// Has every living view's back end finish the GPU work that it has queued. The OpenGL ES back end only posts this

@@ -15,6 +15,10 @@ class ZELInternalRenderView : public UIView {
   virtual void renderWithPixelBufferSource(const std::shared_ptr<ZELPixelBufferSource>& source,
                                            const std::shared_ptr<const ZELInternalRenderState>& state) = 0;
 
+  /// Returns when the frame that was handed over last has been presented, or dropped. Main thread. Does nothing in back
+  /// ends that present before `renderWithPixelBufferSource` returns.
+  virtual void waitUntilPresented() {}
+
   /// Has the GPU finish what this view has queued. Any thread.
   virtual void flushGPU() = 0;
 };
