@@ -1,10 +1,21 @@
 #include <ZELKit/internal/ZELInternalRenderState.h>
 
-#include <cstring>
+#include <array>
+#include <bit>
+#include <cstdint>
+
+namespace {
+
+/// Bits, not values: 0 and -0 differ, equal NaNs do not.
+bool sameBits(const GLKMatrix4& a, const GLKMatrix4& b) {
+  using Bits = std::array<uint32_t, 16>;
+  return std::bit_cast<Bits>(a) == std::bit_cast<Bits>(b);
+}
+
+}  // namespace
 
 bool ZELInternalRenderState::differsFromRenderState(const ZELInternalRenderState& other) const {
-  // Bytes, not floats: 0 and -0 differ, equal NaNs do not.
-  if (std::memcmp(&viewMatrix, &other.viewMatrix, sizeof viewMatrix) != 0) return true;
+  if (!sameBits(viewMatrix, other.viewMatrix)) return true;
   if (nearPlane != other.nearPlane) return true;
   if (projection != other.projection) return true;
   if (!CGSizeEqualToSize(size, other.size)) return true;
