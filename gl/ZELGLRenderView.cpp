@@ -16,6 +16,10 @@ constexpr double kSampleFactor = 2.0;
 /// Stands for the content before there is any, so that a drawable exists, cleared, from the first frame on.
 constexpr CGSize kPlaceholderSize = {32, 32};
 
+/// Framebuffers that changes of size may leave alive in one view. The oldest go beyond that: a view whose storage fails
+/// again and again, at a size of zero say, would pile them up with every frame.
+constexpr size_t kMostFramebuffersLeft = 64;
+
 }  // namespace
 
 ZELGLRenderView::ZELGLRenderView(Key key) : ZELInternalRenderView(key) {}
@@ -128,15 +132,19 @@ void ZELGLRenderView::_validateRenderBufferScaleForTextureSize(CGSize textureSiz
 void ZELGLRenderView::_validateRenderBufferSize(CGSize size) {
   if (CGSizeEqualToSize(size, renderBufferSize_)) return;
 
-  // The framebuffer's name goes to the renderbuffer deletion. Its effect: the old framebuffer object stays until the
-  // view goes, and a renderbuffer of another view that happens to have this number loses its name, though not its
-  // storage, which that view's framebuffer holds.
+  // The framebuffer's name goes to the renderbuffer deletion. Its effect: the old framebuffer object stays for a
+  // while, at most until the view goes, and a renderbuffer of another view that happens to have this number loses its
+  // name, though not its storage, which that view's framebuffer holds.
   if (renderBuffer_ != 0) glDeleteRenderbuffers(1, &renderBuffer_);
   if (frameBuffer_ != 0) glDeleteRenderbuffers(1, &frameBuffer_);
   glGenRenderbuffers(1, &renderBuffer_);
   glBindRenderbuffer(GL_RENDERBUFFER, renderBuffer_);
   glGenFramebuffers(1, &frameBuffer_);
   frameBuffersMade_.push_back(frameBuffer_);
+  if (frameBuffersMade_.size() > kMostFramebuffersLeft) {
+    glDeleteFramebuffers(1, &frameBuffersMade_.front());
+    frameBuffersMade_.erase(frameBuffersMade_.begin());
+  }
   glBindFramebuffer(GL_FRAMEBUFFER, frameBuffer_);
   if (!context_->renderbufferStorage(GL_RENDERBUFFER, glLayer())) {
     // The size stays as it was, so that the next frame tries again.

@@ -73,7 +73,7 @@ class ZELGLRenderView final : public ZELInternalRenderView {
   std::shared_ptr<ZELGLTextureCache> textureCache_;
   uint32_t renderBuffer_ = 0;
   uint32_t frameBuffer_ = 0;
-  /// Every framebuffer that was made for this view, the present one included.
+  /// The framebuffers of this view that are still alive, the oldest first; the last one is the present one.
   std::vector<uint32_t> frameBuffersMade_;
   CGSize renderBufferSize_{};
   bool needsPresent_ = false;
