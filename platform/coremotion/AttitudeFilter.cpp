@@ -15,6 +15,8 @@ constexpr double kLargestAcceleration = 1000.0;
 
 /// After a longer pause nobody knows how the device was turned meanwhile.
 constexpr double kLongestStep = 0.25;
+/// What is read then counts for this many seconds.
+constexpr double kPauseStep = 0.01;
 
 /// Deviations at the beginning and after a pause: of the lean in radians, of the bias in radians per second.
 constexpr double kFirstLean = 0.1;
@@ -89,6 +91,7 @@ bool AttitudeFilter::add(double time, MotionVector rate, MotionVector accelerati
     covariance_[0][0] += square(kFirstLean);
     covariance_[1][1] += square(kFirstLean);
     restSeconds_ = 0.0;
+    level(kPauseStep, length(rate - bias_), acceleration);
   } else {
     const double seconds = time - time_;
     // The turn between two readings is that of their mean.

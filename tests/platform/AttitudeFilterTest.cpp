@@ -56,14 +56,6 @@ CMQuaternion attitudeOf(const Track& track, double t) {
          rotationByVector({0, 0, angles.z});
 }
 
-/// The vector of a small rotation.
-MotionVector vectorOf(CMQuaternion q) {
-  const double size = std::hypot(q.x, q.y, q.z);
-  const double angle = 2 * std::atan2(size, std::abs(q.w));
-  const double scale = size > 1e-12 ? angle / size * (q.w < 0 ? -1 : 1) : 2;
-  return {q.x * scale, q.y * scale, q.z * scale};
-}
-
 /// What the sensors of a device on its way read: noise and bias as small sensors have them.
 class Sensors {
  public:
@@ -86,7 +78,7 @@ class Sensors {
  private:
   MotionVector turning(double t) const {
     constexpr double kStep = 1e-4;
-    return vectorOf(conjugate(attitudeOf(track_, t - kStep)) * attitudeOf(track_, t + kStep)) * (0.5 / kStep);
+    return vectorOfRotation(conjugate(attitudeOf(track_, t - kStep)) * attitudeOf(track_, t + kStep)) * (0.5 / kStep);
   }
 
   MotionVector noise(double deviation) {
@@ -122,7 +114,7 @@ Errors follow(const Track& track, Sensors& sensors, double seconds) {
     const CMQuaternion error = *filter.attitude() * conjugate(truth);
     const double twist = 2 * std::atan2(error.z, error.w);
     const MotionVector lean =
-        rotate(rotationAboutZ(-heading(truth)), vectorOf(error * conjugate(rotationAboutZ(twist))));
+        rotate(rotationAboutZ(-heading(truth)), vectorOfRotation(error * conjugate(rotationAboutZ(twist))));
     errors.pitch += lean.x * lean.x / count;
     errors.roll += lean.y * lean.y / count;
     if (i > 0) errors.heading += std::remainder(twist - twistBefore, 2 * std::numbers::pi) * kDegrees;
@@ -234,7 +226,7 @@ TEST(AttitudeFilter, BeginsStraightAheadAsGravitySays) {
       // A steep camera that is rolled too has no heading worth the name.
       if (std::abs(pitch) < 1) {
         EXPECT_NEAR(heading(*filter.attitude()), 0, 1e-12);
-        EXPECT_LT(length(vectorOf(*filter.attitude() * conjugate(truth))), 1e-9);
+        EXPECT_LT(length(vectorOfRotation(*filter.attitude() * conjugate(truth))), 1e-9);
       }
     }
   }
@@ -255,7 +247,7 @@ TEST(AttitudeFilter, NeverJumpsAtTheStartNorAfterAPause) {
     const MotionVector acceleration =
         rotate(i < 300 ? CMQuaternion{0, 0, 0, 1} : rotationByVector({0.35, 0, 0}), sensors.acceleration(t));
     ASSERT_TRUE(filter.add(t, sensors.rate(t, 1 / 60.0), acceleration));
-    if (before) EXPECT_LT(length(vectorOf(*filter.attitude() * conjugate(*before))) * kDegrees, 3) << i;
+    if (before) EXPECT_LT(length(vectorOfRotation(*filter.attitude() * conjugate(*before))) * kDegrees, 3) << i;
     before = filter.attitude();
   }
   const MotionVector up =
