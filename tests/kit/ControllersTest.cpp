@@ -1,6 +1,8 @@
 // The controllers as a host uses them: attached to a view whose window gets touches, fed by a made-up motion source,
 // and stepped by a clock that stands still in between.
 
+#include "kit/Allocations.h"
+
 #include <ZELKit/ZEL360FreeMotionController.h>
 #include <ZELKit/ZEL360RelativeMotionController.h>
 #include <ZELKit/ZELOrientationMath.h>
@@ -12,25 +14,9 @@
 #include <ZELPlatform/UIWindow.h>
 #include <gtest/gtest.h>
 
-#include <atomic>
 #include <cmath>
-#include <cstdlib>
-#include <new>
 #include <numbers>
 #include <vector>
-
-namespace {
-std::atomic<long> allocations{0};
-}  // namespace
-
-// Counts what is allocated, for the test that nothing is.
-void* operator new(size_t size) {
-  allocations.fetch_add(1, std::memory_order_relaxed);
-  if (void* memory = std::malloc(size > 0 ? size : 1)) return memory;
-  throw std::bad_alloc();
-}
-void operator delete(void* memory) noexcept { std::free(memory); }
-void operator delete(void* memory, size_t) noexcept { std::free(memory); }
 
 namespace {
 
@@ -223,9 +209,9 @@ TYPED_TEST(PanningControllers, UpdatesAllocateNothing) {
   this->fling(900, 300);
   controller->beginTransitionFromMatrix(GLKMatrix4Identity);
   controller->updateWithDeltaTime(kFrame);
-  const long before = allocations;
+  const long before = allocationCount();
   for (int frame = 0; frame < 100; ++frame) controller->updateWithDeltaTime(kFrame);
-  EXPECT_EQ(allocations - before, 0);
+  EXPECT_EQ(allocationCount() - before, 0);
 }
 
 TYPED_TEST(PanningControllers, TheDelegateDecidesWhichTouchesPan) {
