@@ -67,8 +67,7 @@ std::optional<CMQuaternion> normalized(CMQuaternion q) {
   }
   // By the largest first, as the squares of very large and very small numbers are infinite and zero.
   const CMQuaternion scaled = {q.x / largest, q.y / largest, q.z / largest, q.w / largest};
-  const double norm =
-      std::sqrt(scaled.x * scaled.x + scaled.y * scaled.y + scaled.z * scaled.z + scaled.w * scaled.w);
+  const double norm = std::sqrt(scaled.x * scaled.x + scaled.y * scaled.y + scaled.z * scaled.z + scaled.w * scaled.w);
   return CMQuaternion{scaled.x / norm, scaled.y / norm, scaled.z / norm, scaled.w / norm};
 }
 
@@ -77,6 +76,13 @@ CMQuaternion rotationByVector(MotionVector v) {
   // The limit of sin(angle / 2) / angle, exact in doubles well above where the quotient would lose its digits.
   const double share = angle < 1e-8 ? 0.5 : std::sin(angle / 2) / angle;
   return {v.x * share, v.y * share, v.z * share, std::cos(angle / 2)};
+}
+
+MotionVector vectorOfRotation(CMQuaternion q) {
+  const double sine = std::hypot(q.x, q.y, q.z);
+  const double angle = 2 * std::atan2(sine, std::abs(q.w));
+  const double scale = std::copysign(sine < 1e-8 ? 2.0 : angle / sine, q.w);
+  return MotionVector{q.x, q.y, q.z} * scale;
 }
 
 CMQuaternion rotationBetween(MotionVector from, MotionVector to) {
@@ -98,6 +104,10 @@ const CMQuaternion kUprightScreen = {kHalfRoot, 0, 0, kHalfRoot};
 
 CMQuaternion deviceFromPicture(CMQuaternion picture, UIInterfaceOrientation orientation) {
   return picture * conjugate(turnOfPicture(orientation));
+}
+
+CMQuaternion pictureFromDevice(CMQuaternion device, UIInterfaceOrientation orientation) {
+  return device * turnOfPicture(orientation);
 }
 
 double heading(CMQuaternion picture) {
