@@ -84,6 +84,10 @@ void ViewerWindow::open() {
 void ViewerWindow::run() {
   const QuitSignals signals([] { NSRunLoop::mainRunLoop().stop(); });
   NSRunLoop::mainRunLoop().run();
+  close();
+}
+
+void ViewerWindow::close() {
   view_->setReadyForDisplayObserver({});
   touches_->removeFromSuperview();
   view_->removeFromSuperview();
@@ -203,6 +207,8 @@ void ViewerWindow::windowDidResize(UIWindow& window) {
 void ViewerWindow::windowDidScroll(UIWindow&, CGPoint, double steps) {
   setZoom(controller_->camera().zoom * std::pow(kZoomPerStep, steps));
 }
+
+void ViewerWindow::pinch(double factor, CGPoint) { setZoom(controller_->camera().zoom * factor); }
 
 void ViewerWindow::windowDidPressKey(UIWindow&, const UIKey& key) {
   if (key.control || key.alt) return;

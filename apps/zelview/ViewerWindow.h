@@ -23,6 +23,16 @@ class ViewerWindow final : public UIWindowDelegate, public std::enable_shared_fr
   /// Shows the window as soon as its first picture is ready and returns when the person quits.
   void run();
 
+  /// Closes the window for good, for those who show it in their own way.
+  void close();
+
+  /// Never null; what they are is the viewer's, what happens to them may be another's.
+  const std::shared_ptr<UIWindow>& window() const { return window_; }
+  const std::shared_ptr<ZELRenderView>& renderView() const { return view_; }
+
+  /// Two fingers moved apart or together about a point of the window.
+  void pinch(double factor, CGPoint point);
+
   void windowDidRequestClose(UIWindow& window) override;
   void windowDidResize(UIWindow& window) override;
   void windowDidScroll(UIWindow& window, CGPoint location, double steps) override;
