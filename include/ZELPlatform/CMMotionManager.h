@@ -91,4 +91,6 @@ class ZELPLATFORM_EXPORT CMMotionManager {
   CMMotionManager() = default;
   bool active_ = false;
   std::optional<CMDeviceMotion> newest_;
+  /// Which of the process's sources `newest_` came from.
+  uint64_t generation_ = 0;
 };

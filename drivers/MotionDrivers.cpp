@@ -1,0 +1,3 @@
+#include <ZELPlatform/GameController.h>
+
+GCThumbsticks GCThumbsticksCurrent() { return {}; }

@@ -1,0 +1,3 @@
+#include <ZELPlatform/CMMotionManager.h>
+
+std::shared_ptr<CMMotionSource> CMMotionSource::automatic() { return still(); }
