@@ -67,9 +67,9 @@ class ScriptedDevice {
 void makeFolder(const std::string& path) {
   std::error_code failure;
   std::filesystem::create_directories(path, failure);
-  // A folder that is there already is no success of making one, and a file of that name may be no failure.
-  if (std::filesystem::is_directory(path)) return;
-  const std::string reason = failure ? failure.message() : "there is a file of that name";
+  std::error_code none;
+  if (std::filesystem::is_directory(path, none)) return;
+  const std::string reason = std::filesystem::exists(path, none) ? "there is a file of that name" : failure.message();
   throw ViewerError("The folder \"" + path + "\" for the pictures cannot be made: " + reason + ".");
 }
 
