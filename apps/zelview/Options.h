@@ -7,7 +7,7 @@
 #include <optional>
 #include <string>
 
-#include "apps/zelview/Camera.h"
+#include "apps/zelview/CameraRig.h"
 #include "apps/zelview/ScriptOptions.h"
 
 namespace zelview {
@@ -27,6 +27,12 @@ struct Options {
   /// Pixels at each border of each cube face that are not to be sampled.
   int64_t padding = 0;
   Camera camera;
+  /// What turns the window's camera.
+  ControllerChoice controller = ControllerChoice::Relative;
+  /// A recorded file to play device motion from; empty: the sensors.
+  std::string motion;
+  /// Where device motion is recorded; empty: nowhere.
+  std::string recordMotion;
   ScriptOptions script;
   /// In points; none: the mode's own.
   std::optional<CGSize> size;

@@ -2,6 +2,7 @@
 
 #include <ZELPlatform/CMMotionManager.h>
 #include <ZELPlatform/Foundation.h>
+#include <ZELPlatform/GameController.h>
 #include <ZELPlatform/QuartzCore.h>
 #include <ZELPlatform/UIApplication.h>
 #include <ZELPlatform/UIImage.h>
@@ -16,7 +17,7 @@
 #include <variant>
 
 #include "apps/zelview/CameraLog.h"
-#include "apps/zelview/OffscreenRenderer.h"
+#include "apps/zelview/MotionInput.h"
 #include "apps/zelview/QuitSignals.h"
 #include "apps/zelview/ScriptedMotion.h"
 #include "apps/zelview/ViewerError.h"
@@ -52,16 +53,26 @@ class SteppedTime {
   bool wasStepped_ = DisplayRefresh::shared().isStepped();
 };
 
-/// The device in the hands of its owner: how it is held, and where its attitudes come from.
+/// Where the device's attitudes come from, and how it is held, in the hands of their owner.
 class ScriptedDevice {
  public:
-  explicit ScriptedDevice(const std::shared_ptr<CMMotionSource>& source) { CMMotionManager::setSource(source); }
-  ~ScriptedDevice() {
-    CMMotionManager::setSource(nullptr);
-    UIApplication::sharedApplication().overrideStatusBarOrientation(UIInterfaceOrientationUnknown);
+  ScriptedDevice(const Options& options, const Script& script) {
+    CMMotionManager::setSource(script.hasMotion() ? motion_ : CMMotionSource::still());
+    Options input = options;
+    // The script's own attitudes win.
+    if (script.hasMotion()) input.motion.clear();
+    input_.emplace(input);
   }
+  ~ScriptedDevice() { UIApplication::sharedApplication().overrideStatusBarOrientation(UIInterfaceOrientationUnknown); }
   ScriptedDevice(const ScriptedDevice&) = delete;
   ScriptedDevice& operator=(const ScriptedDevice&) = delete;
+
+  ScriptedMotion& motion() { return *motion_; }
+
+ private:
+  std::shared_ptr<ScriptedMotion> motion_ = std::make_shared<ScriptedMotion>();
+  /// Plays and records; gives the sensors back.
+  std::optional<MotionInput> input_;
 };
 
 void makeFolder(const std::string& path) {
@@ -89,7 +100,10 @@ struct Player {
   }
   void operator()(const ScriptedWheel& wheel) const { viewer.window()->deliverScroll(wheel.location, wheel.steps); }
   void operator()(const ScriptedPinch& pinch) const { viewer.pinch(pinch.factor, pinch.location); }
-  void operator()(const UIKey& key) const { viewer.window()->deliverKey(key); }
+  void operator()(const UIKey& key) const {
+    viewer.window()->deliverKey(key);
+    viewer.window()->deliverKeyUp(key);
+  }
   void operator()(const CMQuaternion& attitude) const { motion.turnTo(attitude, CACurrentMediaTime()); }
   void operator()(UIInterfaceOrientation orientation) const {
     UIApplication::sharedApplication().overrideStatusBarOrientation(orientation);
@@ -116,18 +130,21 @@ class ScriptedRun {
   size_t refreshes_ = 0;
   SteppedTime time_;
   std::optional<CameraLog> log_;
-  std::shared_ptr<ScriptedMotion> motion_ = std::make_shared<ScriptedMotion>();
-  ScriptedDevice device_{motion_};
+  ScriptedDevice device_;
   std::shared_ptr<ViewerWindow> viewer_;
   bool interrupted_ = false;
   QuitSignals signals_;
 };
 
 ScriptedRun::ScriptedRun(const Options& options, const Script& script, const std::shared_ptr<PictureContent>& content)
-    : options_(options), script_(script), signals_([this] { interrupted_ = true; }) {
+    : options_(options), script_(script), device_(options, script), signals_([this] { interrupted_ = true; }) {
   if (!options.script.frames.empty()) makeFolder(options.script.frames);
   if (!options.script.cameraLog.empty()) log_.emplace(options.script.cameraLog);
-  viewer_ = ViewerWindow::create(options, content, CACurrentMediaTime());
+  Options window = options;
+  // How long the first picture takes is nothing that stepped time could tell.
+  window.verbose = false;
+  viewer_ = ViewerWindow::create(window, content, CACurrentMediaTime());
+  viewer_->setThumbsticks([] { return GCThumbsticks{}; });
   viewer_->window()->makeKeyAndVisible();
 }
 
@@ -161,7 +178,7 @@ bool ScriptedRun::deliverUntil(double time) {
     for (; nextEvent_ < script_.events.size() && script_.events[nextEvent_].time <= time; ++nextEvent_) {
       const ScriptedEvent& event = script_.events[nextEvent_];
       time_.goTo(event.time);
-      std::visit(Player{*viewer_, *motion_}, event.action);
+      std::visit(Player{*viewer_, device_.motion()}, event.action);
     }
     return false;
   };

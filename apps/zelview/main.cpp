@@ -8,6 +8,7 @@
 #include <new>
 
 #include "apps/zelview/ContactSheet.h"
+#include "apps/zelview/MotionInput.h"
 #include "apps/zelview/OffscreenRenderer.h"
 #include "apps/zelview/Options.h"
 #include "apps/zelview/Panorama.h"
@@ -60,6 +61,11 @@ void saveSnapshot(const Options& options, PictureContent& content) {
         options);
 }
 
+void showWindow(const Options& options, const std::shared_ptr<PictureContent>& content, double startTime) {
+  const MotionInput motion(options);
+  ViewerWindow::create(options, content, startTime)->run();
+}
+
 void run(const Options& options, double startTime) {
   if (options.mode == Mode::SavePanorama) {
     const ZELProjectionType type = options.projection.value_or(ZELProjectionTypeEquirectangular);
@@ -86,7 +92,7 @@ void run(const Options& options, double startTime) {
       runScript(options, script, content);
       break;
     default:
-      ViewerWindow::create(options, content, startTime)->run();
+      showWindow(options, content, startTime);
   }
   if (options.verbose) std::fprintf(stderr, "total: %.0f ms\n", (CACurrentMediaTime() - startTime) * 1000.0);
 }

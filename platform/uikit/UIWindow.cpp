@@ -34,6 +34,7 @@ void UIWindowDelegate::windowDidRequestClose(UIWindow& /*window*/) {}
 void UIWindowDelegate::windowDidResize(UIWindow& /*window*/) {}
 void UIWindowDelegate::windowDidScroll(UIWindow& /*window*/, CGPoint /*location*/, double /*steps*/) {}
 void UIWindowDelegate::windowDidPressKey(UIWindow& /*window*/, const UIKey& /*key*/) {}
+void UIWindowDelegate::windowDidReleaseKey(UIWindow& /*window*/, const UIKey& /*key*/) {}
 void UIWindowDelegate::windowDidChangeFocus(UIWindow& /*window*/, bool /*focused*/) {}
 
 UIWindow::UIWindow(Key key) : UIView(key) {}
@@ -256,5 +257,12 @@ void UIWindow::deliverKey(const UIKey& key) {
   const std::shared_ptr<UIView> keep = shared_from_this();
   if (const std::shared_ptr<UIWindowDelegate> delegate = delegate_.lock()) {
     delegate->windowDidPressKey(*this, key);
+  }
+}
+
+void UIWindow::deliverKeyUp(const UIKey& key) {
+  const std::shared_ptr<UIView> keep = shared_from_this();
+  if (const std::shared_ptr<UIWindowDelegate> delegate = delegate_.lock()) {
+    delegate->windowDidReleaseKey(*this, key);
   }
 }
