@@ -31,9 +31,9 @@ constexpr std::string_view kBlanks = " \t\r\v\f";
 constexpr std::string_view kShift = "Shift+";
 
 constexpr std::array<std::string_view, 27> kNamedKeys = {
-    "Escape", "Return", "Tab",    "Space", "Backspace", "Insert", "Delete", "Home", "End", "PageUp",
-    "PageDown", "Left", "Right",  "Up",    "Down",      "F1",     "F2",     "F3",   "F4",  "F5",
-    "F6",     "F7",     "F8",     "F9",    "F10",       "F11", "F12"};
+    "Escape", "Return",   "Tab",  "Space", "Backspace", "Insert", "Delete", "Home", "End",
+    "PageUp", "PageDown", "Left", "Right", "Up",        "Down",   "F1",     "F2",   "F3",
+    "F4",     "F5",       "F6",   "F7",    "F8",        "F9",     "F10",    "F11",  "F12"};
 
 /// Why a line is bad: a clause without file, line and full stop.
 class BadLine : public std::runtime_error {
@@ -212,9 +212,8 @@ class ScriptReader {
 }  // namespace
 
 bool Script::hasMotion() const {
-  return std::any_of(events.begin(), events.end(), [](const ScriptedEvent& event) {
-    return std::holds_alternative<CMQuaternion>(event.action);
-  });
+  return std::any_of(events.begin(), events.end(),
+                     [](const ScriptedEvent& event) { return std::holds_alternative<CMQuaternion>(event.action); });
 }
 
 std::string_view scriptHelp() {

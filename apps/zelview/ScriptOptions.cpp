@@ -30,7 +30,8 @@ void describeScript(CLI::App& app, ScriptOptions& options) {
       ->type_name("FILE")
       ->needs(script)
       ->group(group);
-  for (const char* other : {"--snapshot", "--contact-sheet", "--save-panorama"}) script->excludes(app.get_option(other));
+  for (const char* other : {"--snapshot", "--contact-sheet", "--save-panorama"})
+    script->excludes(app.get_option(other));
 }
 
 void checkScript(const CLI::App& app) {

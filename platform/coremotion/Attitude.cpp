@@ -67,8 +67,7 @@ std::optional<CMQuaternion> normalized(CMQuaternion q) {
   }
   // By the largest first, as the squares of very large and very small numbers are infinite and zero.
   const CMQuaternion scaled = {q.x / largest, q.y / largest, q.z / largest, q.w / largest};
-  const double norm =
-      std::sqrt(scaled.x * scaled.x + scaled.y * scaled.y + scaled.z * scaled.z + scaled.w * scaled.w);
+  const double norm = std::sqrt(scaled.x * scaled.x + scaled.y * scaled.y + scaled.z * scaled.z + scaled.w * scaled.w);
   return CMQuaternion{scaled.x / norm, scaled.y / norm, scaled.z / norm, scaled.w / norm};
 }
 

@@ -44,12 +44,12 @@ CMQuaternion rotationAboutZ(double radians);
 /// about X.
 extern const CMQuaternion kUprightScreen;
 
-/// The attitude of the device (held in portrait: x right, y up) of whose screen the picture is upright in this interface
-/// orientation, from the attitude of the picture (x right, y up, z to the person).
+/// The attitude of the device (held in portrait: x right, y up) of whose screen the picture is upright in this
+/// interface orientation, from the attitude of the picture (x right, y up, z to the person).
 CMQuaternion deviceFromPicture(CMQuaternion picture, UIInterfaceOrientation orientation);
 
-/// The azimuth in radians of the camera's look, from the reference frame's Y towards -X: a turn to the left is positive.
-/// Near the poles, where a look has no azimuth, the picture's top edge stands for it.
+/// The azimuth in radians of the camera's look, from the reference frame's Y towards -X: a turn to the left is
+/// positive. Near the poles, where a look has no azimuth, the picture's top edge stands for it.
 double heading(CMQuaternion picture);
 
 }  // namespace ZELPlatform

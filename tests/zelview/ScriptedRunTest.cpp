@@ -7,9 +7,12 @@
 #include <gmock/gmock.h>
 #include <gtest/gtest.h>
 
+#include <algorithm>
 #include <array>
 #include <cmath>
 #include <filesystem>
+#include <fstream>
+#include <iterator>
 #include <numbers>
 #include <sstream>
 #include <string>
@@ -117,6 +120,60 @@ TEST_F(ScriptedRunTest, EventsMoveTheCameraOfTheNextRefresh) {
   EXPECT_NEAR(refreshes[4].yaw(), 0.0, 1e-6) << "but in the one after";
 }
 
+TEST_F(ScriptedRunTest, AFlingEndsWhereItsClosedFormSaysAtEveryRate) {
+  // Radians per point of a drag, per point a second of its end, and the decay per sixtieth of a second.
+  constexpr double kPan = 0.0025;
+  constexpr double kFling = 0.002;
+  const double decay = -60.0 * std::log(0.85);
+  const double vx = -400.0;
+  const double vy = 100.0;
+  const double seconds = 0.2;
+  std::ostringstream script;
+  script << "0.1 press 150 20\n";
+  for (int step = 1; step <= 20; ++step) {
+    const double t = seconds * step / 20;
+    script << 0.1 + t << (step < 20 ? " move " : " release ") << 150 + vx * t << " " << 20 + vy * t << "\n";
+  }
+  script << "4 end\n";
+  const double yaw = -vx * (kPan * seconds + kFling / decay);
+  const double pitch = vy * (kPan * seconds + kFling / decay);
+  for (const ControllerChoice controller : {ControllerChoice::Relative, ControllerChoice::Free}) {
+    options_.controller = controller;
+    for (const double rate : {24.0, 30.0, 59.94, 60.0, 90.0, 240.0, 1000.0}) {
+      const Refresh last = refreshesOf(script.str(), rate).back();
+      EXPECT_NEAR(last.yaw(), yaw, 1e-4) << rate;
+      EXPECT_NEAR(last.pitch(), pitch, 1e-4) << rate;
+    }
+  }
+}
+
+TEST_F(ScriptedRunTest, TheDeviceStandsStillUntilTheScriptMovesIt) {
+  options_.controller = ControllerChoice::Free;
+  // A quarter turn to the left of a device that stands upright.
+  const std::vector<Refresh> refreshes = refreshesOf("0 orientation 1\n0.2 motion 0.5 0.5 0.5 0.5\n0.3 end", 10);
+  ASSERT_EQ(refreshes.size(), 4U);
+  for (size_t element = 0; element < 16; ++element) {
+    EXPECT_NEAR(refreshes[1].matrix[element], element % 5 == 0 ? 1.0 : 0.0, 1e-6) << "upright, element " << element;
+  }
+  EXPECT_NEAR(refreshes[2].yaw(), -std::numbers::pi / 2, 1e-6);
+  EXPECT_EQ(refreshes[3].matrix, refreshes[2].matrix) << "the attitude holds";
+}
+
+TEST_F(ScriptedRunTest, TheScriptsMotionWinsOverARecordingAndIsRecorded) {
+  options_.controller = ControllerChoice::Free;
+  options_.motion = folder_.file("missing");
+  options_.recordMotion = folder_.file("recording");
+  const std::string moves = "0.2 motion 0.6 0.6 0.4 0.5\n0.33 motion 1 1 1 2\n";
+  const std::string log = play("0 orientation 1\n" + moves + "0.6 end", 20);
+
+  // Without motion in the script the recording moves the device, in the same way.
+  options_.motion = folder_.file("recording");
+  options_.recordMotion.clear();
+  EXPECT_EQ(play("0 orientation 1\n0.6 end", 20), log);
+  options_.motion = folder_.file("missing");
+  EXPECT_THAT(errorOf("", folder_.file("other.log")), HasSubstr("missing\" cannot be read: "));
+}
+
 TEST_F(ScriptedRunTest, IsTheSameEveryTimeWithAndWithoutPictures) {
   const std::string script =
       "0.03 press 100 60\n0.07 move 120 70\n0.11 move 150 75\n0.11 release 150 75\n0.2 key 3\n0.3 wheel 2 10 10\n"
@@ -139,9 +196,8 @@ TEST_F(ScriptedRunTest, PicturesShowWhatTheLogSays) {
     ASSERT_TRUE(image) << k;
     EXPECT_EQ(image->width(), 200U);
     const double degrees = 180.0 / std::numbers::pi;
-    const View view = {.yaw = refreshes[k].yaw() * degrees,
-                       .pitch = refreshes[k].pitch() * degrees,
-                       .zoom = refreshes[k].zoom};
+    const View view = {
+        .yaw = refreshes[k].yaw() * degrees, .pitch = refreshes[k].pitch() * degrees, .zoom = refreshes[k].zoom};
     // The rest is lines and labels.
     EXPECT_GT(shareOfRightOctants(*image, view), 0.8) << k;
   }
@@ -154,9 +210,7 @@ TEST_F(ScriptedRunTest, EverythingOnTheWindowIsInThePictures) {
   EXPECT_NE(readText(folder_.file("frames/frame-00000.png")), readText(folder_.file("frames/frame-00001.png")));
 }
 
-TEST_F(ScriptedRunTest, AKeyThatQuitsEndsTheRun) {
-  EXPECT_EQ(refreshesOf("0.2 key q\n0.5 key p", 10).size(), 3U);
-}
+TEST_F(ScriptedRunTest, AKeyThatQuitsEndsTheRun) { EXPECT_EQ(refreshesOf("0.2 key q\n0.5 key p", 10).size(), 3U); }
 
 TEST_F(ScriptedRunTest, TimeAndDeviceAreGivenBack) {
   const double before = CACurrentMediaTime();
@@ -176,8 +230,7 @@ TEST_F(ScriptedRunTest, OutputsThatCannotBeWrittenAreOneSentenceAndLeaveNothing)
   EXPECT_EQ(errorOf("", folder), "The camera log \"" + folder + "\" cannot be written: it is a directory.");
   EXPECT_EQ(errorOf("", folder + "/no/log"),
             "The camera log \"" + folder + "/no/log\" cannot be written: its folder does not exist.");
-  EXPECT_EQ(errorOf("", "/dev/null"),
-            "The camera log \"/dev/null\" cannot be written: it is not a regular file.");
+  EXPECT_EQ(errorOf("", "/dev/null"), "The camera log \"/dev/null\" cannot be written: it is not a regular file.");
   EXPECT_EQ(errorOf(file, ""),
             "The folder \"" + file + "\" for the pictures cannot be made: there is a file of that name.");
   EXPECT_THAT(errorOf(file + "/deeper", log), HasSubstr("cannot be made: "));
