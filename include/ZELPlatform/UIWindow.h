@@ -76,7 +76,8 @@ class ZELPLATFORM_EXPORT UIWindow final : public UIView {
 
   /// Delivers a pointer event to the view that it belongs to: what drivers, scripted input and tests call. `location`
   /// is in the window's points, `timestamp` in seconds of host time. A move or end of a pointer that is not down is
-  /// ignored.
+  /// ignored, and so is a begin or move whose numbers are no place or time: not finite, or more than a million points
+  /// away. An end of that kind ends the touch where it was. A time that falls counts as the pointer's newest one.
   void deliverPointer(int64_t identifier, UITouchPhase phase, CGPoint location, double timestamp);
   void deliverScroll(CGPoint location, double steps);
   void deliverKey(const UIKey& key);
@@ -96,7 +97,9 @@ class ZELPLATFORM_EXPORT UIWindow final : public UIView {
   void sceneChanged();
   void update();
   void commitScene();
-  void cancelTouch(const std::shared_ptr<UITouch>& touch);
+  void beginTouch(int64_t identifier, CGPoint location, double timestamp);
+  static void followTouch(const std::shared_ptr<UITouch>& touch);
+  static void cancelTouch(const std::shared_ptr<UITouch>& touch);
 
   bool visible_ = false;
   bool fullScreen_ = false;
