@@ -63,6 +63,13 @@ class ZELPLATFORM_EXPORT UIApplication {
   /// back to following the key window.
   void overrideStatusBarOrientation(UIInterfaceOrientation orientation);
 
+  /// How the display itself is turned, in whose terms the sensors of a rotating device are told: what the host set. Of
+  /// a display that stands as it was built, or when nobody said, `UIInterfaceOrientationUnknown`. Any thread.
+  UIInterfaceOrientation displayOrientation() const {
+    return orientationOverridden_.load(std::memory_order_relaxed) ? statusBarOrientation()
+                                                                  : UIInterfaceOrientationUnknown;
+  }
+
   /// The window that last became key, or null.
   std::shared_ptr<UIWindow> keyWindow() const;
 
@@ -77,6 +84,6 @@ class ZELPLATFORM_EXPORT UIApplication {
 
   std::atomic<UIApplicationState> state_{UIApplicationStateActive};
   std::atomic<UIInterfaceOrientation> orientation_{UIInterfaceOrientationPortrait};
-  bool orientationOverridden_ = false;
+  std::atomic<bool> orientationOverridden_{false};
   std::weak_ptr<UIWindow> keyWindow_;
 };

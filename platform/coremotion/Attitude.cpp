@@ -78,6 +78,13 @@ CMQuaternion rotationByVector(MotionVector v) {
   return {v.x * share, v.y * share, v.z * share, std::cos(angle / 2)};
 }
 
+MotionVector vectorOfRotation(CMQuaternion q) {
+  const double sine = std::hypot(q.x, q.y, q.z);
+  const double angle = 2 * std::atan2(sine, std::abs(q.w));
+  const double scale = std::copysign(sine < 1e-8 ? 2.0 : angle / sine, q.w);
+  return MotionVector{q.x, q.y, q.z} * scale;
+}
+
 CMQuaternion rotationBetween(MotionVector from, MotionVector to) {
   const MotionVector axis = cross(from, to);
   const double cosine = dot(from, to);
@@ -97,6 +104,10 @@ const CMQuaternion kUprightScreen = {kHalfRoot, 0, 0, kHalfRoot};
 
 CMQuaternion deviceFromPicture(CMQuaternion picture, UIInterfaceOrientation orientation) {
   return picture * conjugate(turnOfPicture(orientation));
+}
+
+CMQuaternion pictureFromDevice(CMQuaternion device, UIInterfaceOrientation orientation) {
+  return device * turnOfPicture(orientation);
 }
 
 double heading(CMQuaternion picture) {

@@ -35,6 +35,9 @@ std::optional<CMQuaternion> normalized(CMQuaternion q);
 /// The rotation by the vector's length in radians about the vector.
 CMQuaternion rotationByVector(MotionVector v);
 
+/// The other way round; at most half a turn.
+MotionVector vectorOfRotation(CMQuaternion q);
+
 /// The smallest rotation that takes one direction to the other; both of unit length.
 CMQuaternion rotationBetween(MotionVector from, MotionVector to);
 
@@ -47,6 +50,9 @@ extern const CMQuaternion kUprightScreen;
 /// The attitude of the device (held in portrait: x right, y up) of whose screen the picture is upright in this
 /// interface orientation, from the attitude of the picture (x right, y up, z to the person).
 CMQuaternion deviceFromPicture(CMQuaternion picture, UIInterfaceOrientation orientation);
+
+/// The other way round.
+CMQuaternion pictureFromDevice(CMQuaternion device, UIInterfaceOrientation orientation);
 
 /// The azimuth in radians of the camera's look, from the reference frame's Y towards -X: a turn to the left is
 /// positive. Near the poles, where a look has no azimuth, the picture's top edge stands for it.
