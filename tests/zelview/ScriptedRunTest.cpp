@@ -67,7 +67,7 @@ class ScriptedRunTest : public testing::Test {
   /// Plays the script and returns the log.
   std::string play(const std::string& script, double rate) {
     options_.script.rate = rate;
-    runScript(options_, parseScript(script, "in.script"), content_);
+    runScript(options_, parseScript(script, "in.script"), content());
     return readText(folder_.file("camera.log"));
   }
 
@@ -78,7 +78,7 @@ class ScriptedRunTest : public testing::Test {
     options_.script.frames = frames;
     options_.script.cameraLog = cameraLog;
     try {
-      runScript(options_, parseScript("0 end", "in.script"), content_);
+      runScript(options_, parseScript("0 end", "in.script"), content());
       return {};
     } catch (const ViewerError& error) {
       return error.what();
@@ -90,9 +90,14 @@ class ScriptedRunTest : public testing::Test {
     return static_cast<size_t>(std::distance(begin(files), end(files)));
   }
 
+  /// Painted once.
+  static const std::shared_ptr<PictureContent>& content() {
+    static const std::shared_ptr<PictureContent> content = PictureContent::load({}, 16384);
+    return content;
+  }
+
   ScratchFolder folder_;
   Options options_;
-  std::shared_ptr<PictureContent> content_ = PictureContent::load(options_, 16384);
 };
 
 TEST_F(ScriptedRunTest, LogHasALinePerRefreshThatReadsBackExactly) {
