@@ -49,8 +49,8 @@ TEST(Direction, OfAViewOfPanningAndAroundADevice) {
     EXPECT_NEAR(actual.pitch, expected.pitch, tolerance) << what;
   };
   for (int i = 0; i < 500; ++i) {
-    const Direction wanted = {3 * unit(random), i % 10 == 0 ? std::copysign(std::numbers::pi / 2, unit(random))
-                                                            : 1.4 * unit(random)};
+    const Direction wanted = {3 * unit(random),
+                              i % 10 == 0 ? std::copysign(std::numbers::pi / 2, unit(random)) : 1.4 * unit(random)};
     const std::string what = std::to_string(wanted.yaw) + " " + std::to_string(wanted.pitch);
     const GLKVector3 pan = panOf(wanted);
     const GLKMatrix4 level = GLKMatrix4MakeWithQuaternion(YXZToQuaternion(pan.x, pan.y, pan.z));

@@ -71,8 +71,7 @@ class SteppedViewer : public testing::Test {
   }
 
   void TearDown() override {
-    if (viewer_) viewer_->close();
-    viewer_ = nullptr;
+    closeViewer();
     NSRunLoop::mainRunLoop().runPending();
     HostClock::setCurrent(nullptr);
     DisplayRefresh::shared().setStepped(false);
@@ -82,7 +81,7 @@ class SteppedViewer : public testing::Test {
 
   void open(ControllerChoice controller = ControllerChoice::Relative, const Camera& camera = {},
             ZELProjectionType projection = ZELProjectionTypeEquirectangular) {
-    if (viewer_) viewer_->close();
+    closeViewer();
     Options options;
     options.picture = folder_.file("in.png");
     options.size = CGSizeMake(1280, 720);
@@ -147,9 +146,8 @@ class SteppedViewer : public testing::Test {
     for (int i = 1; i <= count; ++i) {
       events.push_back({begin + i / 125.0, [=, this] { touch(UITouchPhase::Moved, place(i).x, place(i).y); }});
     }
-    events.push_back({begin + count / 125.0 + rest, [=, this] {
-                        touch(UITouchPhase::Ended, place(count).x, place(count).y);
-                      }});
+    events.push_back(
+        {begin + count / 125.0 + rest, [=, this] { touch(UITouchPhase::Ended, place(count).x, place(count).y); }});
     return events;
   }
 
@@ -160,6 +158,14 @@ class SteppedViewer : public testing::Test {
   Shown shown_{};
 
  private:
+  void closeViewer() {
+    if (!viewer_) return;
+    // Waits for the picture under way: a process that ends while the driver compiles its first program crashes in it.
+    viewer_->renderView()->takeSnapshot();
+    viewer_->close();
+    viewer_ = nullptr;
+  }
+
   void passUntil(double time) { clock_->advance(time - now()); }
 
   double start_ = 0.0;

@@ -122,7 +122,7 @@ TEST(ViewerWindow, MouseAndKeysDoWhatTheListSays) {
       {"it looks ahead", nothing, shows({.yaw = 0})},
       {"m mirrors", press("m"), shows({.yaw = 0, .mirror = true})},
       {"m mirrors back", press("m"), shows({.yaw = 0})},
-      {"dragging turns",  drag, shows({.yaw = dragged})},
+      {"dragging turns", drag, shows({.yaw = dragged})},
       {"r resets", press("r"), shows({.yaw = 0})},
       {"Home looks straight ahead", [](UIWindow& w) { press("Right")(w), press("Home")(w); }, shows({.yaw = 0})},
       {"arrows turn right", press("Right", 5), shows({.yaw = 25})},
