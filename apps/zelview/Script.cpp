@@ -222,7 +222,7 @@ std::string_view scriptHelp() {
          "  wheel STEPS X Y                    positive zooms in\n"
          "  pinch FACTOR X Y                   above 1 zooms in\n"
          "  key NAME                           as above: a, ?, Left, F11, Shift+r\n"
-         "  motion X Y Z W                     the device's attitude, a quaternion\n"
+         "  motion X Y Z W                     the device's attitude, a quaternion; wins over --motion\n"
          "  orientation 1..4                   portrait, upside down, and the two landscapes\n"
          "  end                                else a second after the last command\n";
 }
