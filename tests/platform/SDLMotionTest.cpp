@@ -8,6 +8,7 @@
 #include <SDL2/SDL.h>
 #include <gmock/gmock.h>
 
+#include <map>
 #include <vector>
 
 namespace {
@@ -18,6 +19,7 @@ int enabledSensors = 0;
 
 /// Controllers made for tests have no sensors of their own, so the test answers and sends for them.
 SDLSensorCalls fakeCalls() {
+  enabledSensors = 0;
   SDLSensorCalls calls;
   calls.controllerHas = [](SDL_GameController*, SDL_SensorType) { return SDL_TRUE; };
   calls.controllerEnable = [](SDL_GameController*, SDL_SensorType, SDL_bool on) {
@@ -55,11 +57,11 @@ class SDLMotion : public MotionTest {
   void send(SDL_JoystickID which, double seconds, float rate, bool hasClock) {
     constexpr int kRate = 250;
     for (int i = 0; i < std::lround(seconds * kRate); ++i) {
-      microseconds += 1'000'000 / kRate;
+      clocks[which] += 1'000'000 / kRate;
       SDL_Event event{};
       event.type = SDL_CONTROLLERSENSORUPDATE;
       event.csensor.which = which;
-      event.csensor.timestamp_us = hasClock ? microseconds : 0;
+      event.csensor.timestamp_us = hasClock ? clocks[which] : 0;
       event.csensor.sensor = SDL_SENSOR_ACCEL;
       event.csensor.data[1] = 9.81F;
       SDL_PushEvent(&event);
@@ -71,7 +73,7 @@ class SDLMotion : public MotionTest {
 
   int index = -1;
   SDL_JoystickID id = -1;
-  Uint64 microseconds = 77;
+  std::map<SDL_JoystickID, Uint64> clocks;
 };
 
 TEST_F(SDLMotion, AControllerTurnsTheCamera) {
