@@ -93,7 +93,8 @@ class ZELPLATFORM_EXPORT UIGestureRecognizer : public std::enable_shared_from_th
   virtual void reset();
 
   /// Moves the gesture on: from possible to failed or began (which asks for the touches and may fail instead), from
-  /// began or changed to changed, ended or cancelled. Any other change does nothing.
+  /// began or changed to changed, ended or cancelled. Any other change does nothing. A gesture that has not ended when
+  /// its last touch is up is cancelled.
   void setState(UIGestureRecognizerState state);
 
   /// The touches that are down and belong to this recogniser, in the order in which they went down.
@@ -118,6 +119,7 @@ class ZELPLATFORM_EXPORT UIGestureRecognizer : public std::enable_shared_from_th
   void abandonTouches();
 
   bool isUnderWay() const;
+  bool isFollowing() const;
   void begin();
   void fail();
   bool winTouches();

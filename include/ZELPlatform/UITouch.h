@@ -56,8 +56,8 @@ class ZELPLATFORM_EXPORT UITouch {
   double timestamp_;
   /// Those that took the touch when it began; each may have let go of it since.
   std::vector<std::weak_ptr<UIGestureRecognizer>> recognizers_;
-  /// Whether the view still hears of the touch.
-  bool isWithView_ = true;
+  /// Whether the view was told of the touch, and hears how it goes on.
+  bool isWithView_ = false;
 };
 
 /// The touches of one event.

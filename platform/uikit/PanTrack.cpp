@@ -19,7 +19,7 @@ constexpr double kVelocityWindow = 0.1;
 /// What a difference of two times in seconds may be off by.
 constexpr double kTimeTolerance = 1e-6;
 
-/// Samples closer than this, in seconds, are thinned out.
+/// Of more than two samples within this time, in seconds, those between the first and the last are left out.
 constexpr double kSampleSpacing = 0.001;
 
 /// The shortest time that a motion is taken to last, in seconds: a display's refresh. Events that waited in a queue
@@ -73,7 +73,7 @@ void PanTrack::addSample(double time) {
     time = std::max(time, samples_.back().time);
   }
   const size_t count = samples_.size();
-  if (count >= 2 && samples_[count - 1].time - samples_[count - 2].time < kSampleSpacing) {
+  if (count >= 2 && time - samples_[count - 2].time < kSampleSpacing) {
     samples_.pop_back();
   }
   samples_.push_back({time, way_});

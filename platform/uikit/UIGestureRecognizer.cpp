@@ -108,15 +108,14 @@ void UIGestureRecognizer::touchBegan(const std::shared_ptr<UITouch>& touch) {
     return;
   }
   if (isUnderWay()) {
-    // A gesture under way takes the touch as well; the view never learns of it.
-    touch->isWithView_ = false;
+    // A gesture under way takes the touch as well.
     for (const std::shared_ptr<UIGestureRecognizer>& other : recognizersOf(*touch)) {
-      if (other.get() != this && !other->isUnderWay() && !mayRecognizeWith(*other)) {
+      if (other->state_ == UIGestureRecognizerState::Possible && !mayRecognizeWith(*other)) {
         other->fail();
       }
     }
   }
-  if (contains(touches_, touch) && (state_ == UIGestureRecognizerState::Possible || isUnderWay())) {
+  if (contains(touches_, touch) && isFollowing()) {
     touchesBegan({touch});
   }
 }
@@ -125,15 +124,14 @@ void UIGestureRecognizer::touchChanged(const std::shared_ptr<UITouch>& touch) {
   if (!contains(touches_, touch)) {
     return;
   }
-  const bool isFollowing = state_ == UIGestureRecognizerState::Possible || isUnderWay();
   const UITouchPhase phase = touch->phase();
   if (phase == UITouchPhase::Moved) {
-    if (isFollowing) {
+    if (isFollowing()) {
       touchesMoved({touch});
     }
     return;
   }
-  if (phase == UITouchPhase::Ended && isFollowing) {
+  if (phase == UITouchPhase::Ended && isFollowing()) {
     touchesEnded({touch});
   } else if (phase == UITouchPhase::Cancelled) {
     fail();
@@ -158,6 +156,8 @@ void UIGestureRecognizer::abandonTouches() {
 bool UIGestureRecognizer::isUnderWay() const {
   return state_ == UIGestureRecognizerState::Began || state_ == UIGestureRecognizerState::Changed;
 }
+
+bool UIGestureRecognizer::isFollowing() const { return state_ == UIGestureRecognizerState::Possible || isUnderWay(); }
 
 void UIGestureRecognizer::setState(UIGestureRecognizerState state) {
   const std::shared_ptr<UIGestureRecognizer> keep = weak_from_this().lock();
@@ -187,11 +187,14 @@ void UIGestureRecognizer::fail() {
   }
 }
 
+/// Asks who else may go on with these touches; the others fail. If one of those is under way already, nobody else fails
+/// but this one.
 bool UIGestureRecognizer::winTouches() {
   std::vector<std::shared_ptr<UIGestureRecognizer>> others;
   for (const std::shared_ptr<UITouch>& touch : touches_) {
     for (const std::shared_ptr<UIGestureRecognizer>& other : recognizersOf(*touch)) {
-      if (other.get() != this && contains(other->touches_, touch) && !contains(others, other)) {
+      const bool isRival = other.get() != this && other->isFollowing() && contains(other->touches_, touch);
+      if (isRival && !contains(others, other)) {
         others.push_back(other);
       }
     }

@@ -247,11 +247,14 @@ void UIWindow::beginTouch(int64_t identifier, CGPoint location, double timestamp
   for (const std::shared_ptr<UIGestureRecognizer>& recognizer : recognizers) {
     recognizer->offerTouch(touch);
   }
+  bool isTaken = false;
   for (const std::shared_ptr<UIGestureRecognizer>& recognizer : UIGestureRecognizer::recognizersOf(*touch)) {
     recognizer->touchBegan(touch);
+    isTaken = isTaken || recognizer->isUnderWay();
   }
-  // Whatever was asked or told may have ended the touch again.
-  if (touch->isWithView_) {
+  // What was asked or told may have ended the touch again.
+  if (!isTaken && std::find(touches_.begin(), touches_.end(), touch) != touches_.end()) {
+    touch->isWithView_ = true;
     view->touchesBegan({touch});
   }
 }
