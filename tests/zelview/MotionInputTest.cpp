@@ -5,6 +5,7 @@
 #include <gtest/gtest.h>
 
 #include <fstream>
+#include <string>
 
 #include "apps/zelview/ViewerError.h"
 #include "tests/zelview/TestFiles.h"
@@ -37,7 +38,10 @@ TEST(MotionInput, PlaysOneFileIntoAnother) {
 TEST(MotionInput, NamesTheFileThatWillNotDo) {
   const ScratchFolder folder;
   std::ofstream(folder.file("bad.txt")) << "0 0 0 0 1\n1 2 3\n";
-  const auto messageOf = [](const Options& options) -> std::string {
+  const auto messageOf = [](const std::string& motion, const std::string& record) -> std::string {
+    Options options;
+    options.motion = motion;
+    options.recordMotion = record;
     try {
       const MotionInput input(options);
     } catch (const ViewerError& error) {
@@ -45,9 +49,9 @@ TEST(MotionInput, NamesTheFileThatWillNotDo) {
     }
     return "";
   };
-  EXPECT_THAT(messageOf({.motion = folder.file("bad.txt")}), testing::HasSubstr("bad.txt:2"));
-  EXPECT_THAT(messageOf({.motion = folder.file("none.txt")}), testing::HasSubstr("none.txt"));
-  EXPECT_THAT(messageOf({.recordMotion = folder.file("none/out.txt")}), testing::HasSubstr("out.txt"));
+  EXPECT_THAT(messageOf(folder.file("bad.txt"), ""), testing::HasSubstr("bad.txt:2"));
+  EXPECT_THAT(messageOf(folder.file("none.txt"), ""), testing::HasSubstr("none.txt"));
+  EXPECT_THAT(messageOf("", folder.file("none/out.txt")), testing::HasSubstr("out.txt"));
 }
 
 }  // namespace
