@@ -89,6 +89,16 @@ void CameraRig::setPan(GLKVector3 pan) {
   } else if (free_) {
     free_->setTouchYXZ(pan);
   }
+  pan_ = this->pan();
+}
+
+/// The controllers pan by one angle per point, however narrow the view is: what a drag or a fling added since the last
+/// time is divided by the zoom, so that the picture goes with the finger as well as it does unzoomed.
+bool CameraRig::fitPanToZoom() {
+  const GLKVector3 way = GLKVector3Subtract(pan(), pan_);
+  if (way.x == 0.0F && way.y == 0.0F) return false;
+  setPan(GLKVector3Add(pan_, GLKVector3MultiplyScalar(way, static_cast<float>(1.0 / zoom_))));
+  return zoom_ != 1.0;
 }
 
 void CameraRig::choose(ControllerChoice choice) { replaceController(choice, directionOf(matrix_)); }
@@ -119,6 +129,7 @@ void CameraRig::beginTransitionFromMatrix(GLKMatrix4 matrix) {
 
 void CameraRig::updateWithDeltaTime(float deltaTime) {
   controller_->updateWithDeltaTime(deltaTime);
+  if (fitPanToZoom()) controller_->updateWithDeltaTime(0.0F);
   matrix_ = controller_->viewMatrix();
 }
 

@@ -28,9 +28,10 @@ enum class ControllerChoice {
 
 /// The camera of the window: one of the kit's controllers, and what the viewer adds to all of them.
 ///
-/// It puts keys and sticks on top of the controller's panning, changes controllers in flight, mirrors, and holds the
-/// zoom. To the view it is a controller like any other; the host attaches it to the view that is touched. Everything
-/// moves by the host clock and nothing allocates between two events. Main thread.
+/// It puts keys and sticks on top of the controller's panning, makes drags and flings finer when zoomed in, changes
+/// controllers in flight, mirrors, and holds the zoom. To the view it is a controller like any other; the host attaches
+/// it to the view that is touched. Everything moves by the host clock and nothing allocates between two events. Main
+/// thread.
 class CameraRig final : public ZELInteractionController {
  public:
   /// Looks where `start` says, without its roll: the horizon is the controllers' own matter. The free controller adds
@@ -92,6 +93,7 @@ class CameraRig final : public ZELInteractionController {
   GLKVector3 panTowards(Direction direction);
   GLKVector3 pan() const;
   void setPan(GLKVector3 pan);
+  bool fitPanToZoom();
   void turnBy(double yaw, double pitch);
   void setZoomTarget(double zoom);
   double turnAt(double time, Arrow forwards, Arrow backwards, const EasedTurn& stick) const;
@@ -102,6 +104,9 @@ class CameraRig final : public ZELInteractionController {
   std::shared_ptr<ZELInteractionController> controller_;
   std::shared_ptr<ZEL360RelativeMotionController> relative_;
   std::shared_ptr<ZEL360FreeMotionController> free_;
+
+  /// The controller's panning as the rig last saw or set it.
+  GLKVector3 pan_{};
 
   /// As of the newest update, not mirrored.
   GLKMatrix4 matrix_;

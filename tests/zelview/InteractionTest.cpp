@@ -6,6 +6,7 @@
 #include <random>
 
 #include "apps/zelview/HelpOverlay.h"
+#include "tests/zelview/Allocations.h"
 #include "tests/zelview/SteppedViewer.h"
 
 namespace zelview {
@@ -84,6 +85,10 @@ TEST_F(Interaction, AFlingEndsAtTheSamePlaceAtAnyFrameRate) {
       open(controller);
       play(drag(200, 400, velocity, 0.4, 0.2), 3.5, period);
       EXPECT_NEAR(shown_.direction().yaw, -velocity.x * dragged, 1e-4) << "a rest before letting go is no fling";
+
+      open(controller, {.zoom = 4});
+      play(drag(200, 400, velocity, 0.4), 3.5, period);
+      EXPECT_NEAR(shown_.direction().yaw, -velocity.x * (dragged + way) / 4, 1e-4) << "finer when zoomed in";
     }
   }
 }
@@ -278,6 +283,25 @@ TEST_F(Interaction, ControlsOnThePictureDoNotTurnIt) {
   EXPECT_EQ(shown_.zoom, 1.0);
   play(drag(20, 20, {500, 0}, 0.2), now() + 1);
   EXPECT_NE(shown_.direction().yaw, yaw) << "beside the list the picture is within reach";
+}
+
+TEST_F(Interaction, ARefreshAllocatesNothingInTheCamera) {
+  for (const ControllerChoice controller : {ControllerChoice::Relative, ControllerChoice::Free}) {
+    motion_->turnTo(0.1F, 0.2F, 0.3F);
+    open(controller, {.zoom = 2});
+    play(drag(200, 400, {900, 300}, 0.4), 0.41);
+    viewer_->window()->deliverScroll({5, 5}, 3);
+    press("Left");
+    CameraRig& camera = *viewer_->camera();
+    const long before = allocationCount();
+    for (int i = 0; i < 100; ++i) {
+      clock_->advance(0.01);
+      camera.pushSticks({.right = {0.01 * i, 0.5}});
+      camera.advanceTo(CACurrentMediaTime() + 0.01);
+      camera.updateWithDeltaTime(0.01F);
+    }
+    EXPECT_EQ(allocationCount() - before, 0);
+  }
 }
 
 TEST_F(Interaction, ThePictureGoesWithTheFingerMirroredOrNot) {
