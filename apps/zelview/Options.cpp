@@ -11,6 +11,8 @@
 #include <string_view>
 
 #include "apps/zelview/KeyHelp.h"
+#include "apps/zelview/OptionChecks.h"
+#include "apps/zelview/Script.h"
 
 namespace zelview {
 namespace {
@@ -30,6 +32,7 @@ struct RawOptions {
   std::string projection = "auto";
   std::string gravity = "fit";
   std::string backend = "auto";
+  std::string controller = "relative";
   std::string size;
   double scale = 0.0;
 };
@@ -52,19 +55,6 @@ std::string checkSize(const std::string& text) {
   return parseSize(text) ? std::string() : "'" + text + "' is not a size such as 1280x720 (sides of 1 to 65536 points)";
 }
 
-/// A finite number within the limits: the parser's own range lets a NaN pass.
-CLI::Validator numberBetween(double smallest, double largest) {
-  return CLI::Validator(
-      [=](const std::string& text) {
-        double value = 0.0;
-        if (CLI::detail::lexical_cast(text, value) && value >= smallest && value <= largest) return std::string();
-        std::ostringstream reason;
-        reason << "'" << text << "' is not a number from " << smallest << " to " << largest;
-        return reason.str();
-      },
-      "");
-}
-
 std::string versionText() {
   // The library's line is "@(#)PROGRAM:ZELKit  PROJECT:ZELKit-1" and a newline: what follows the marker is for people.
   std::string library(reinterpret_cast<const char*>(ZELKitVersionString));
@@ -78,9 +68,28 @@ std::string versionText() {
 
 std::string keysText() {
   std::ostringstream text;
-  text << "In the window:\n";
-  for (const KeyHelp& help : kKeyHelp) text << "  " << std::left << std::setw(12) << help.keys << help.what << "\n";
+  text << "Mouse and keys in the window:\n";
+  for (const KeyHelp& help : kKeyHelp) text << "  " << std::left << std::setw(26) << help.keys << help.what << "\n";
   return text.str();
+}
+
+/// What goes with the window alone; after the other outputs have been described.
+void describeInteraction(CLI::App& app, RawOptions& raw) {
+  const char* window = "In the window";
+  app.add_option("--controller", raw.controller,
+                 "What turns the camera: relative keeps the horizon level and adds the device's turns to yours, free "
+                 "follows the device whole, fixed only looks along --yaw")
+      ->type_name("NAME")
+      ->check(CLI::IsMember({"relative", "free", "fixed"}))
+      ->capture_default_str()
+      ->group(window);
+  CLI::Option* motion = app.add_option("--motion", raw.options.motion, "Play device motion from this recorded file");
+  CLI::Option* record =
+      app.add_option("--record-motion", raw.options.recordMotion, "Record device motion into this file");
+  for (CLI::Option* option : {motion, record}) {
+    option->type_name("FILE")->group(window);
+    for (const char* other : {"--snapshot", "--contact-sheet", "--save-panorama"}) option->excludes(other);
+  }
 }
 
 void describe(CLI::App& app, RawOptions& raw) {
@@ -95,6 +104,7 @@ void describe(CLI::App& app, RawOptions& raw) {
   for (CLI::Option* option : {snapshot, sheet, panorama}) option->type_name("FILE")->group(outputs);
   snapshot->excludes(sheet)->excludes(panorama);
   sheet->excludes(panorama);
+  describeScript(app, o.script);
 
   app.add_option("--projection", raw.projection,
                  "How the picture is laid out; auto decides by GPano metadata, then by a 2:1 shape")
@@ -112,7 +122,7 @@ void describe(CLI::App& app, RawOptions& raw) {
       ->check(numberBetween(-kLargestAngle, kLargestAngle))
       ->type_name("A");
   app.add_option("--pitch", o.camera.pitch, "Degrees up, -90 to 90")->check(numberBetween(-90, 90))->type_name("A");
-  app.add_option("--roll", o.camera.roll, "Degrees that the camera is turned clockwise")
+  app.add_option("--roll", o.camera.roll, "Degrees that the camera is turned clockwise; not in the window")
       ->check(numberBetween(-kLargestAngle, kLargestAngle))
       ->type_name("A");
   app.add_option("--zoom", o.camera.zoom, "Magnification, 0.3 to 10; at 1 the longer side spans about 96 degrees")
@@ -130,15 +140,21 @@ void describe(CLI::App& app, RawOptions& raw) {
       ->check(CLI::IsMember({"auto", "gl"}))
       ->capture_default_str();
   app.add_flag("--verbose", o.verbose, "Say on standard error what is used and how long it takes");
+  describeInteraction(app, raw);
   app.set_version_flag("--version", versionText(), "Print the versions of the program and of the library");
   app.set_help_flag("--help", "Print this help");
-  app.footer(keysText());
+  app.footer(keysText() + "\n" + std::string(scriptHelp()));
 }
 
 ZELProjectionType projectionNamed(const std::string& name) {
   ZELProjectionType type = ZELProjectionTypeFlat;
   while (name != ZELProjectionTypeName(type)) ++type;
   return type;
+}
+
+ControllerChoice controllerNamed(const std::string& name) {
+  if (name == "free") return ControllerChoice::Free;
+  return name == "fixed" ? ControllerChoice::Fixed : ControllerChoice::Relative;
 }
 
 Options finish(RawOptions raw) {
@@ -152,9 +168,12 @@ Options finish(RawOptions raw) {
   } else if (!raw.savePanorama.empty()) {
     options.mode = Mode::SavePanorama;
     options.output = raw.savePanorama;
+  } else if (!options.script.file.empty()) {
+    options.mode = Mode::Script;
   }
   if (raw.projection != "auto") options.projection = projectionNamed(raw.projection);
   options.gravity = raw.gravity == "fill" ? ZELContentGravityFill : ZELContentGravityFit;
+  options.controller = controllerNamed(raw.controller);
   if (!raw.size.empty()) options.size = parseSize(raw.size);
   if (raw.scale > 0.0) options.scale = raw.scale;
   return options;
@@ -175,12 +194,13 @@ CommandLine parseCommandLine(int argc, const char* const* argv) {
   describe(app, raw);
   try {
     app.parse(argc, argv);
-    for (const char* name : {"--snapshot", "--contact-sheet", "--save-panorama"}) {
+    for (const char* name : {"--snapshot", "--contact-sheet", "--save-panorama", "--motion", "--record-motion"}) {
       const CLI::Option* option = app.get_option(name);
       if (option->count() > 0 && option->as<std::string>().empty()) {
         throw CLI::ValidationError(name, "needs the name of a file");
       }
     }
+    checkScript(app);
     if (!raw.savePanorama.empty() && !raw.options.picture.empty()) {
       throw CLI::ValidationError("--save-panorama", "writes the built-in panorama and takes no picture");
     }

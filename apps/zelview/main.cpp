@@ -6,12 +6,16 @@
 #include <cstdio>
 #include <exception>
 #include <new>
+#include <optional>
 
 #include "apps/zelview/ContactSheet.h"
+#include "apps/zelview/MotionInput.h"
 #include "apps/zelview/OffscreenRenderer.h"
 #include "apps/zelview/Options.h"
 #include "apps/zelview/Panorama.h"
 #include "apps/zelview/PictureContent.h"
+#include "apps/zelview/Script.h"
+#include "apps/zelview/ScriptedRun.h"
 #include "apps/zelview/ViewerError.h"
 #include "apps/zelview/ViewerWindow.h"
 
@@ -26,6 +30,7 @@ void startDisplay(const Options& options) {
   display.displayDriver = options.mode == Mode::Window ? "sdl" : "offscreen";
   display.offscreenSize = options.size.value_or(kDefaultSize);
   display.offscreenScale = options.scale.value_or(1.0);
+  display.offscreenRefreshRate = options.script.rate;
   if (const std::string reason = UIApplication::start(display); !reason.empty()) throw ViewerError(reason);
   if (const std::string reason = EAGLContext::unavailableReason(); !reason.empty()) throw ViewerError(reason);
 }
@@ -64,8 +69,12 @@ void run(const Options& options, double startTime) {
     checkPadding(type, options.padding, *image);
     return write(*image, options);
   }
+  Script script;
+  if (options.mode == Mode::Script) script = readScript(options.script.file);
   if (!options.picture.empty()) checkReadable(options.picture);
   startDisplay(options);
+  std::optional<MotionInput> motion;
+  if (options.mode == Mode::Window) motion.emplace(options);
   const auto limit = static_cast<size_t>(EAGLContext::maximumTextureSize());
   const std::shared_ptr<PictureContent> content = PictureContent::load(options, limit);
   if (options.verbose) describe(options, *content);
@@ -75,6 +84,10 @@ void run(const Options& options, double startTime) {
       break;
     case Mode::ContactSheet:
       write(*makeContactSheet(options, *content), options);
+      break;
+    case Mode::Script:
+      checkPictureSize(options.size.value_or(kDefaultSize));
+      runScript(options, script, content);
       break;
     default:
       ViewerWindow::create(options, content, startTime)->run();
