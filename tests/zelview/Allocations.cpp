@@ -7,9 +7,12 @@ namespace {
 thread_local long allocations = 0;
 }  // namespace
 
-void* operator new(size_t size) {
+void* operator new(size_t size, const std::nothrow_t&) noexcept {
   ++allocations;
-  if (void* memory = std::malloc(size > 0 ? size : 1)) return memory;
+  return std::malloc(size > 0 ? size : 1);
+}
+void* operator new(size_t size) {
+  if (void* memory = operator new(size, std::nothrow)) return memory;
   throw std::bad_alloc();
 }
 void operator delete(void* memory) noexcept { std::free(memory); }
