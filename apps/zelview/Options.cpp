@@ -11,6 +11,8 @@
 #include <string_view>
 
 #include "apps/zelview/KeyHelp.h"
+#include "apps/zelview/OptionChecks.h"
+#include "apps/zelview/Script.h"
 
 namespace zelview {
 namespace {
@@ -53,19 +55,6 @@ std::string checkSize(const std::string& text) {
   return parseSize(text) ? std::string() : "'" + text + "' is not a size such as 1280x720 (sides of 1 to 65536 points)";
 }
 
-/// A finite number within the limits: the parser's own range lets a NaN pass.
-CLI::Validator numberBetween(double smallest, double largest) {
-  return CLI::Validator(
-      [=](const std::string& text) {
-        double value = 0.0;
-        if (CLI::detail::lexical_cast(text, value) && value >= smallest && value <= largest) return std::string();
-        std::ostringstream reason;
-        reason << "'" << text << "' is not a number from " << smallest << " to " << largest;
-        return reason.str();
-      },
-      "");
-}
-
 std::string versionText() {
   // The library's line is "@(#)PROGRAM:ZELKit  PROJECT:ZELKit-1" and a newline: what follows the marker is for people.
   std::string library(reinterpret_cast<const char*>(ZELKitVersionString));
@@ -80,7 +69,7 @@ std::string versionText() {
 std::string keysText() {
   std::ostringstream text;
   text << "Mouse and keys in the window:\n";
-  for (const KeyHelp& help : kKeyHelp) text << "  " << std::left << std::setw(24) << help.keys << help.what << "\n";
+  for (const KeyHelp& help : kKeyHelp) text << "  " << std::left << std::setw(26) << help.keys << help.what << "\n";
   return text.str();
 }
 
@@ -115,6 +104,7 @@ void describe(CLI::App& app, RawOptions& raw) {
   for (CLI::Option* option : {snapshot, sheet, panorama}) option->type_name("FILE")->group(outputs);
   snapshot->excludes(sheet)->excludes(panorama);
   sheet->excludes(panorama);
+  describeScript(app, o.script);
 
   app.add_option("--projection", raw.projection,
                  "How the picture is laid out; auto decides by GPano metadata, then by a 2:1 shape")
@@ -153,7 +143,7 @@ void describe(CLI::App& app, RawOptions& raw) {
   describeInteraction(app, raw);
   app.set_version_flag("--version", versionText(), "Print the versions of the program and of the library");
   app.set_help_flag("--help", "Print this help");
-  app.footer(keysText());
+  app.footer(keysText() + "\n" + std::string(scriptHelp()));
 }
 
 ZELProjectionType projectionNamed(const std::string& name) {
@@ -178,6 +168,8 @@ Options finish(RawOptions raw) {
   } else if (!raw.savePanorama.empty()) {
     options.mode = Mode::SavePanorama;
     options.output = raw.savePanorama;
+  } else if (!options.script.file.empty()) {
+    options.mode = Mode::Script;
   }
   if (raw.projection != "auto") options.projection = projectionNamed(raw.projection);
   options.gravity = raw.gravity == "fill" ? ZELContentGravityFill : ZELContentGravityFit;
@@ -208,6 +200,7 @@ CommandLine parseCommandLine(int argc, const char* const* argv) {
         throw CLI::ValidationError(name, "needs the name of a file");
       }
     }
+    checkScript(app);
     if (!raw.savePanorama.empty() && !raw.options.picture.empty()) {
       throw CLI::ValidationError("--save-panorama", "writes the built-in panorama and takes no picture");
     }

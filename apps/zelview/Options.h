@@ -8,17 +8,18 @@
 #include <string>
 
 #include "apps/zelview/CameraRig.h"
+#include "apps/zelview/ScriptOptions.h"
 
 namespace zelview {
 
-enum class Mode { Window, Snapshot, ContactSheet, SavePanorama };
+enum class Mode { Window, Snapshot, ContactSheet, SavePanorama, Script };
 
 /// What the command line asks for.
 struct Options {
   Mode mode = Mode::Window;
   /// Empty: the built-in panorama.
   std::string picture;
-  /// Where the picture goes in every mode but the window's.
+  /// Where the picture goes in the modes that write one.
   std::string output;
   /// None: decided by the picture.
   std::optional<ZELProjectionType> projection;
@@ -32,6 +33,7 @@ struct Options {
   std::string motion;
   /// Where device motion is recorded; empty: nowhere.
   std::string recordMotion;
+  ScriptOptions script;
   /// In points; none: the mode's own.
   std::optional<CGSize> size;
   /// Pixels per point; none: 1 off screen, the display's in a window.

@@ -14,6 +14,8 @@
 #include "apps/zelview/Options.h"
 #include "apps/zelview/Panorama.h"
 #include "apps/zelview/PictureContent.h"
+#include "apps/zelview/Script.h"
+#include "apps/zelview/ScriptedRun.h"
 #include "apps/zelview/ViewerError.h"
 #include "apps/zelview/ViewerWindow.h"
 
@@ -28,6 +30,7 @@ void startDisplay(const Options& options) {
   display.displayDriver = options.mode == Mode::Window ? "sdl" : "offscreen";
   display.offscreenSize = options.size.value_or(kDefaultSize);
   display.offscreenScale = options.scale.value_or(1.0);
+  display.offscreenRefreshRate = options.script.rate;
   if (const std::string reason = UIApplication::start(display); !reason.empty()) throw ViewerError(reason);
   if (const std::string reason = EAGLContext::unavailableReason(); !reason.empty()) throw ViewerError(reason);
 }
@@ -66,6 +69,8 @@ void run(const Options& options, double startTime) {
     checkPadding(type, options.padding, *image);
     return write(*image, options);
   }
+  Script script;
+  if (options.mode == Mode::Script) script = readScript(options.script.file);
   if (!options.picture.empty()) checkReadable(options.picture);
   startDisplay(options);
   std::optional<MotionInput> motion;
@@ -79,6 +84,10 @@ void run(const Options& options, double startTime) {
       break;
     case Mode::ContactSheet:
       write(*makeContactSheet(options, *content), options);
+      break;
+    case Mode::Script:
+      checkPictureSize(options.size.value_or(kDefaultSize));
+      runScript(options, script, content);
       break;
     default:
       ViewerWindow::create(options, content, startTime)->run();

@@ -48,6 +48,17 @@ TEST(Options, EveryOptionArrives) {
   EXPECT_EQ(parse({"--save-panorama", "a"}).options->mode, Mode::SavePanorama);
 }
 
+TEST(Options, ScriptedRunsArrive) {
+  const CommandLine line = parse({"--script", "in", "--rate", "240", "--frames", "out", "--camera-log", "log"});
+  ASSERT_TRUE(line.options) << line.text;
+  EXPECT_EQ(line.options->mode, Mode::Script);
+  EXPECT_EQ(line.options->script.file, "in");
+  EXPECT_EQ(line.options->script.rate, 240.0);
+  EXPECT_EQ(line.options->script.frames, "out");
+  EXPECT_EQ(line.options->script.cameraLog, "log");
+  EXPECT_EQ(parse({"--script", "in", "--frames", "out"}).options->script.rate, 60.0);
+}
+
 class UsageError : public testing::TestWithParam<std::vector<const char*>> {};
 
 TEST_P(UsageError, IsOneSentenceAndStatusTwo) {
@@ -88,6 +99,17 @@ INSTANTIATE_TEST_SUITE_P(All, UsageError,
                              {"--size", "10x10x10"},
                              {"--size", "-5x5"},
                              {"--size", "99999x10"},
+                             {"--script", "in"},
+                             {"--script", "", "--camera-log", "log"},
+                             {"--script", "in", "--camera-log", ""},
+                             {"--script", "in", "--frames", ""},
+                             {"--script", "in", "--camera-log", "log", "--rate", "0.9"},
+                             {"--script", "in", "--camera-log", "log", "--rate", "1001"},
+                             {"--script", "in", "--camera-log", "log", "--rate", "nan"},
+                             {"--script", "in", "--camera-log", "log", "--snapshot", "out.png"},
+                             {"--rate", "60"},
+                             {"--frames", "out"},
+                             {"--camera-log", "log"},
                          }));
 
 TEST(Options, HelpListsEveryKeyAndVersionNamesBoth) {
