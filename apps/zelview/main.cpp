@@ -6,6 +6,7 @@
 #include <cstdio>
 #include <exception>
 #include <new>
+#include <optional>
 
 #include "apps/zelview/ContactSheet.h"
 #include "apps/zelview/MotionInput.h"
@@ -61,11 +62,6 @@ void saveSnapshot(const Options& options, PictureContent& content) {
         options);
 }
 
-void showWindow(const Options& options, const std::shared_ptr<PictureContent>& content, double startTime) {
-  const MotionInput motion(options);
-  ViewerWindow::create(options, content, startTime)->run();
-}
-
 void run(const Options& options, double startTime) {
   if (options.mode == Mode::SavePanorama) {
     const ZELProjectionType type = options.projection.value_or(ZELProjectionTypeEquirectangular);
@@ -77,6 +73,8 @@ void run(const Options& options, double startTime) {
   if (options.mode == Mode::Script) script = readScript(options.script.file);
   if (!options.picture.empty()) checkReadable(options.picture);
   startDisplay(options);
+  std::optional<MotionInput> motion;
+  if (options.mode == Mode::Window) motion.emplace(options);
   const auto limit = static_cast<size_t>(EAGLContext::maximumTextureSize());
   const std::shared_ptr<PictureContent> content = PictureContent::load(options, limit);
   if (options.verbose) describe(options, *content);
@@ -92,7 +90,7 @@ void run(const Options& options, double startTime) {
       runScript(options, script, content);
       break;
     default:
-      showWindow(options, content, startTime);
+      ViewerWindow::create(options, content, startTime)->run();
   }
   if (options.verbose) std::fprintf(stderr, "total: %.0f ms\n", (CACurrentMediaTime() - startTime) * 1000.0);
 }

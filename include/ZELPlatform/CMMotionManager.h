@@ -37,11 +37,13 @@ class ZELPLATFORM_EXPORT CMMotionSource {
   /// Whether anybody wants samples; off at first. A source that is off lets its device sleep.
   virtual void setActive(bool active) = 0;
 
-  /// The newest sample at this host time; none while there is none yet. Never blocks.
+  /// The newest sample at this host time; none while there is none yet. May wait for a reading that is under way, for a
+  /// millisecond at most. Asked again for the same time it yields the same sample, or one that has come in meanwhile.
   virtual std::optional<CMDeviceMotion> sampleAtTime(double hostTime) = 0;
 
   /// The first real sensor that is there: one of the machine's own, else of a game controller; while there is none,
-  /// `still`. Follows sensors that come and go.
+  /// `still`. Follows sensors that come and go, without a jump: the heading, which begins straight ahead, goes on from
+  /// where it is, and the rest of the difference fades within half a second.
   static std::shared_ptr<CMMotionSource> automatic();
 
   /// A device that stands still and upright in the reported interface orientation.
@@ -57,8 +59,9 @@ class ZELPLATFORM_EXPORT CMMotionSource {
   static std::shared_ptr<CMMotionSource> replay(const std::string& path, std::string* error);
 
   /// Puts in every sample that the source yields while it writes them to a file; a replay of it yields the same samples
-  /// bit for bit. The file appears under its name when the recorder goes. Null, with one sentence in `error`, when the
-  /// file cannot be written.
+  /// bit for bit. What a replay would refuse is not written. The file appears under its name when the recorder goes:
+  /// when its last reference is dropped, `CMMotionManager`'s too. Null, with one sentence in `error` (which may be
+  /// null), when the file cannot be written; one sentence on standard error when that shows only later.
   static std::shared_ptr<CMMotionSource> recording(std::shared_ptr<CMMotionSource> source, const std::string& path,
                                                    std::string* error);
 };

@@ -55,8 +55,8 @@ class ZELPLATFORM_EXPORT UIApplication {
   /// Overrides the state, for hosts that know better and for tests; drivers set it on the window system's events.
   void setApplicationState(UIApplicationState state) { state_.store(state, std::memory_order_relaxed); }
 
-  /// The display's rotation where it is a rotating device; else landscape when the key window (or, without one, the
-  /// screen) is wider than tall, portrait when not.
+  /// What the host of a rotating device set; else landscape when the key window (or, without one, the screen) is wider
+  /// than tall, portrait when not.
   UIInterfaceOrientation statusBarOrientation() const { return orientation_.load(std::memory_order_relaxed); }
 
   /// Sets the orientation for good, for hosts on rotating devices and for tests; `UIInterfaceOrientationUnknown` goes

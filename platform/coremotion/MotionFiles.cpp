@@ -5,10 +5,11 @@
 
 #include <algorithm>
 #include <array>
+#include <bit>
 #include <charconv>
 #include <cmath>
+#include <cstdint>
 #include <cstdio>
-#include <cstring>
 #include <string_view>
 #include <system_error>
 #include <utility>
@@ -128,10 +129,12 @@ class RecordingSource final : public CMMotionSource {
   RecordingSource& operator=(const RecordingSource&) = delete;
 
  private:
+  using Bits = std::array<uint64_t, 4>;
+
   bool isNew(const CMDeviceMotion& sample) const {
     return sample.timestamp > written_->timestamp ||
            (sample.timestamp == written_->timestamp &&
-            std::memcmp(&sample.attitude, &written_->attitude, sizeof(CMQuaternion)) != 0);
+            std::bit_cast<Bits>(sample.attitude) != std::bit_cast<Bits>(written_->attitude));
   }
 
   /// In the shortest form that reads back as the same double.

@@ -100,7 +100,9 @@ TEST_F(IIO, ASensorThatDisappearsLeavesTheCameraWhereItIs) {
       EXPECT_LT(angleBetween(now, before), i == 101 ? 31 : 1) << i;
     }
     before = now;
-    if (i == 190) EXPECT_EQ(source.description(), "a device that stands still");
+    if (i == 190) {
+      EXPECT_EQ(source.description(), "a device that stands still");
+    }
   }
   EXPECT_EQ(source.description(), "the machine's motion sensor \"\"");
   EXPECT_LT(angleBetween(before, pictureTurned(30)), 0.1);

@@ -8,6 +8,7 @@
 #include <SDL2/SDL.h>
 #include <gmock/gmock.h>
 
+#include <map>
 #include <vector>
 
 namespace {
@@ -55,11 +56,11 @@ class SDLMotion : public MotionTest {
   void send(SDL_JoystickID which, double seconds, float rate, bool hasClock) {
     constexpr int kRate = 250;
     for (int i = 0; i < std::lround(seconds * kRate); ++i) {
-      microseconds += 1'000'000 / kRate;
+      clocks[which] += 1'000'000 / kRate;
       SDL_Event event{};
       event.type = SDL_CONTROLLERSENSORUPDATE;
       event.csensor.which = which;
-      event.csensor.timestamp_us = hasClock ? microseconds : 0;
+      event.csensor.timestamp_us = hasClock ? clocks[which] : 0;
       event.csensor.sensor = SDL_SENSOR_ACCEL;
       event.csensor.data[1] = 9.81F;
       SDL_PushEvent(&event);
@@ -71,7 +72,7 @@ class SDLMotion : public MotionTest {
 
   int index = -1;
   SDL_JoystickID id = -1;
-  Uint64 microseconds = 77;
+  std::map<SDL_JoystickID, Uint64> clocks;
 };
 
 TEST_F(SDLMotion, AControllerTurnsTheCamera) {

@@ -1,15 +1,14 @@
 #include "tests/zelview/Allocations.h"
 
-#include <atomic>
 #include <cstdlib>
 #include <new>
 
 namespace {
-std::atomic<long> allocations{0};
+thread_local long allocations = 0;
 }  // namespace
 
 void* operator new(size_t size) {
-  allocations.fetch_add(1, std::memory_order_relaxed);
+  ++allocations;
   if (void* memory = std::malloc(size > 0 ? size : 1)) return memory;
   throw std::bad_alloc();
 }

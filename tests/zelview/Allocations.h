@@ -2,7 +2,7 @@
 
 namespace zelview {
 
-/// How often memory was allocated in the process so far.
+/// How often this thread allocated memory so far.
 long allocationCount();
 
 }  // namespace zelview
