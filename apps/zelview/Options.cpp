@@ -69,7 +69,7 @@ std::string versionText() {
 std::string keysText() {
   std::ostringstream text;
   text << "Mouse and keys in the window:\n";
-  for (const KeyHelp& help : kKeyHelp) text << "  " << std::left << std::setw(24) << help.keys << help.what << "\n";
+  for (const KeyHelp& help : kKeyHelp) text << "  " << std::left << std::setw(26) << help.keys << help.what << "\n";
   return text.str();
 }
 

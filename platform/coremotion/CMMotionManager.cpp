@@ -27,6 +27,7 @@ class SharedSource {
   }
 
   void replace(std::shared_ptr<CMMotionSource> source) {
+    if (!source) source = automatic_;
     if (source == current_) {
       return;
     }

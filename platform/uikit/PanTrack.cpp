@@ -73,7 +73,7 @@ void PanTrack::addSample(double time) {
     time = std::max(time, samples_.back().time);
   }
   const size_t count = samples_.size();
-  if (count >= 2 && time - samples_[count - 2].time < kSampleSpacing) {
+  if (count >= 2 && (time == samples_[count - 1].time || time - samples_[count - 2].time < kSampleSpacing)) {
     samples_.pop_back();
   }
   samples_.push_back({time, way_});

@@ -19,6 +19,7 @@ int enabledSensors = 0;
 
 /// Controllers made for tests have no sensors of their own, so the test answers and sends for them.
 SDLSensorCalls fakeCalls() {
+  enabledSensors = 0;
   SDLSensorCalls calls;
   calls.controllerHas = [](SDL_GameController*, SDL_SensorType) { return SDL_TRUE; };
   calls.controllerEnable = [](SDL_GameController*, SDL_SensorType, SDL_bool on) {

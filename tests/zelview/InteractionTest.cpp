@@ -6,7 +6,7 @@
 #include <random>
 
 #include "apps/zelview/HelpOverlay.h"
-#include "tests/zelview/Allocations.h"
+#include "tests/Allocations.h"
 #include "tests/zelview/SteppedViewer.h"
 
 namespace zelview {
@@ -294,6 +294,7 @@ TEST_F(Interaction, ARefreshAllocatesNothingInTheCamera) {
     press("Left");
     CameraRig& camera = *viewer_->camera();
     const long before = allocationCount();
+    ASSERT_GT(before, 0) << "nothing is counted";
     for (int i = 0; i < 100; ++i) {
       clock_->advance(0.01);
       camera.pushSticks({.right = {0.01 * i, 0.5}});

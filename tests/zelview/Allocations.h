@@ -1,8 +1,0 @@
-#pragma once
-
-namespace zelview {
-
-/// How often this thread allocated memory so far.
-long allocationCount();
-
-}  // namespace zelview
