@@ -252,7 +252,7 @@ void UIView::removeGestureRecognizer(const std::shared_ptr<UIGestureRecognizer>&
   }
   // The caller's reference may be this view's own, or go away as the gesture is cancelled.
   const std::shared_ptr<UIView> self = shared_from_this();
-  const std::shared_ptr<UIGestureRecognizer> removed = recognizer;
+  const std::shared_ptr<UIGestureRecognizer> removed = recognizer->shared_from_this();
   removed->abandonTouches();
   if (removed->view() == self) {
     removed->view_.reset();
