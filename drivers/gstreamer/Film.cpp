@@ -2,10 +2,12 @@
 
 #include "drivers/gstreamer/Description.h"
 #include "drivers/gstreamer/Reasons.h"
+#include "drivers/gstreamer/Sound.h"
 
 #include <gst/pbutils/pbutils.h>
 
 #include <algorithm>
+#include <cmath>
 #include <utility>
 
 namespace ZELPlatform {
@@ -18,9 +20,6 @@ constexpr guint kSoftVolume = 0x10;
 /// Nothing converts the pictures on their way: the tap takes them as they are.
 constexpr guint kNativeVideo = 0x40;
 constexpr guint kBuffering = 0x100;
-
-/// Sound is moved back into step when it is off by so much: half of what people notice.
-constexpr gint64 kSoundTolerance = 20'000;
 
 constexpr double kSecond = GST_SECOND;
 
@@ -36,13 +35,6 @@ std::string startGStreamer() {
     return std::string();
   }();
   return problem;
-}
-
-/// Sinks for sound are made by playbin, some levels down.
-void elementAdded(GstBin* /*bin*/, GstBin* /*parent*/, GstElement* element, gpointer /*data*/) {
-  if (g_object_class_find_property(G_OBJECT_GET_CLASS(element), "drift-tolerance")) {
-    g_object_set(element, "drift-tolerance", kSoundTolerance, nullptr);
-  }
 }
 
 GstSeekFlags flagsOf(MediaSeek::Precision precision) {
@@ -148,13 +140,10 @@ std::string Film::openPlaybin() {
                                                                    film->order(&Film::describeAgain);
                                                                }});
   const guint sound = session_->isStepped ? 0 : kPlayAudio | kSoftVolume | kBuffering;
-  g_signal_connect(playbin, "deep-element-added", G_CALLBACK(elementAdded), nullptr);
+  g_signal_connect(playbin, "deep-element-added", G_CALLBACK(keepSoundInStep), nullptr);
   g_object_set(playbin, "uri", url.c_str(), "flags", kPlayVideo | kNativeVideo | sound, "video-sink", tap_->sink(),
                "volume", volume_, "mute", static_cast<gboolean>(muted_), nullptr);
-  // Keeps the pitch at other rates.
-  if (GstElement* tempo = gst_element_factory_make("scaletempo", nullptr)) {
-    g_object_set(playbin, "audio-filter", tempo, nullptr);
-  }
+  g_object_set(playbin, "audio-sink", makeSoundSink(), "audio-filter", makePitchKeeper(), nullptr);
   // The clock that host time comes from; sound is made to follow it.
   const GstPointer<GstClock> clock(gst_system_clock_obtain());
   gst_pipeline_use_clock(GST_PIPELINE(playbin), clock.get());
@@ -192,7 +181,7 @@ void Film::applySeek(const MediaSeek& seek) {
   if (closed_ || !playbin_) return;
   tap_->expectSequence();
   const auto flags = static_cast<GstSeekFlags>(GST_SEEK_FLAG_FLUSH | flagsOf(seek.precision));
-  const auto position = static_cast<gint64>(seek.time * kSecond);
+  const auto position = static_cast<gint64>(std::llround(seek.time * kSecond));
   if (gst_element_seek(playbin_.get(), seek.rate, GST_FORMAT_TIME, flags, GST_SEEK_TYPE_SET, position,
                        GST_SEEK_TYPE_NONE, 0)) {
     return;

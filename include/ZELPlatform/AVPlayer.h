@@ -25,8 +25,9 @@ enum AVPlayerTimeControlStatus : int64_t {
 
 /// Plays one item at a time, with sound. Frames come out of the item's video outputs.
 ///
-/// No member waits for decoders, files or networks; what was asked for is done as soon as it can be. Main thread, except
-/// `currentItem` and `currentTime`; the last reference may be dropped anywhere. The main run loop has to be driven.
+/// No member waits for decoders, files or networks; what was asked for is done as soon as it can be. Main thread,
+/// except `currentItem` and `currentTime`; the last reference may be dropped anywhere. The main run loop has to be
+/// driven.
 class ZELPLATFORM_EXPORT AVPlayer {
  public:
   static std::shared_ptr<AVPlayer> create();
@@ -80,8 +81,8 @@ class ZELPLATFORM_EXPORT AVPlayer {
   void setActionAtItemEnd(AVPlayerActionAtItemEnd action);
 
   /// For programs that step the display with a clock of their own: no sound is played, item time follows the host clock
-  /// whatever that is, and outputs wait for the frame that is due (ten seconds at most) instead of doing without. Set it
-  /// before an item is given; false at first, when host time has to be the system's.
+  /// whatever that is, and outputs wait for the frame that is due (ten seconds at most) instead of doing without. Set
+  /// it before an item is given; false at first, when host time has to be the system's.
   bool waitsForFrames() const;
   void setWaitsForFrames(bool waits);
 

@@ -176,10 +176,10 @@ double PlaybackControl::frameLength() const {
   return kUsualFrameLength;
 }
 
-/// At the very end there is no frame any more: the last time is that of the last frame.
+/// At the very end there is no frame any more: the last time lies in the middle of the last frame.
 double PlaybackControl::cutToLength(double time) const {
   const std::optional<double> duration = playback_->description().duration;
-  if (duration) time = std::min(time, *duration - frameLength());
+  if (duration) time = std::min(time, *duration - frameLength() / 2);
   return std::max(time, 0.0);
 }
 
@@ -305,12 +305,15 @@ void PlaybackControl::drained() {
 void PlaybackControl::watchForTheEnd() {
   stopWatchingForTheEnd();
   if (!isDrained_ || isEnded_ || settings_.rate == 0.0) return;
-  const double end = session_->frames.lastFrameEnd();
+  const double now = CACurrentMediaTime();
+  double end = session_->frames.lastFrameEnd();
+  // Sound may have lasted longer.
+  if (!session_->isStepped) end = std::max(end, session_->timeline.itemTimeAt(now));
+  session_->timeline.setEnd(end);
   if (session_->isStepped) {
     end_->time = end;
     return;
   }
-  const double now = CACurrentMediaTime();
   const double left = session_->timeline.hostTimeOf(end).value_or(now) - now;
   endTimer_ = NSRunLoop::mainRunLoop().addTimer(std::max(left, 0.0), 0.0, [this] {
     endTimer_ = 0;
@@ -320,6 +323,7 @@ void PlaybackControl::watchForTheEnd() {
 
 void PlaybackControl::stopWatchingForTheEnd() {
   end_->time = kNever;
+  session_->timeline.setEnd(std::nullopt);
   if (endTimer_ != 0) NSRunLoop::mainRunLoop().remove(std::exchange(endTimer_, 0));
 }
 
@@ -327,9 +331,7 @@ void PlaybackControl::reachedEnd() {
   if (isEnded_ || isFailed_) return;
   const std::shared_ptr<PlaybackControl> alive = shared_from_this();
   isEnded_ = true;
-  const std::optional<double> duration = playback_->description().duration;
-  const double now = session_->timeline.itemTimeAt(CACurrentMediaTime());
-  session_->timeline.hold(std::max(session_->frames.lastFrameEnd(), duration ? std::min(now, *duration) : now));
+  session_->timeline.hold(session_->timeline.itemTimeAt(CACurrentMediaTime()));
   if (settings_.actionAtItemEnd == AVPlayerActionAtItemEndPause) settings_.rate = 0.0;
   update();
   playback_->notifyPlayedToEnd();

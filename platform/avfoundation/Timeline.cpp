@@ -22,11 +22,6 @@ void Timeline::setEnd(std::optional<double> itemTime) {
   end_ = itemTime;
 }
 
-std::optional<double> Timeline::end() const {
-  const std::lock_guard lock(mutex_);
-  return end_;
-}
-
 bool Timeline::isRunning() const { return rate() != 0.0; }
 
 double Timeline::rate() const {

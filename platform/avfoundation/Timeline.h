@@ -16,7 +16,6 @@ class Timeline {
 
   /// The end, where it stands when it gets there; none at first.
   void setEnd(std::optional<double> itemTime);
-  std::optional<double> end() const;
 
   bool isRunning() const;
   /// 0 while it stands.
