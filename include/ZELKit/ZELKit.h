@@ -2,6 +2,9 @@
 
 /// Everything that a host of the library needs.
 
+#if __has_include(<ZELKit/ZELAVPlayerPixelBufferSource.h>)
+#include <ZELKit/ZELAVPlayerPixelBufferSource.h>  // installed with the media player only
+#endif
 #include <ZELKit/ZELDirectPixelBufferSource.h>
 #include <ZELKit/ZELDisplayable.h>
 #include <ZELKit/ZELFixedDirectionController.h>
