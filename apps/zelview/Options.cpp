@@ -4,12 +4,10 @@
 
 #include <CLI/CLI.hpp>
 
-#include <algorithm>
-#include <charconv>
 #include <iomanip>
 #include <sstream>
-#include <string_view>
 
+#include "apps/zelview/CommandLineChecks.h"
 #include "apps/zelview/KeyHelp.h"
 
 namespace zelview {
@@ -17,7 +15,6 @@ namespace {
 
 constexpr int kUsageError = 2;
 constexpr int kLargestSide = 65536;
-constexpr double kLargestAngle = 36000.0;
 constexpr double kSmallestScale = 0.1;
 constexpr double kLargestScale = 16.0;
 
@@ -34,36 +31,7 @@ struct RawOptions {
   double scale = 0.0;
 };
 
-std::optional<CGSize> parseSize(std::string_view text) {
-  const size_t cross = text.find('x');
-  if (cross == std::string_view::npos) return std::nullopt;
-  const auto number = [](std::string_view digits) {
-    int value = 0;
-    const auto [end, error] = std::from_chars(digits.data(), digits.data() + digits.size(), value);
-    return error == std::errc() && end == digits.data() + digits.size() ? value : 0;
-  };
-  const int width = number(text.substr(0, cross));
-  const int height = number(text.substr(cross + 1));
-  if (width < 1 || height < 1 || width > kLargestSide || height > kLargestSide) return std::nullopt;
-  return CGSizeMake(width, height);
-}
-
-std::string checkSize(const std::string& text) {
-  return parseSize(text) ? std::string() : "'" + text + "' is not a size such as 1280x720 (sides of 1 to 65536 points)";
-}
-
-/// A finite number within the limits: the parser's own range lets a NaN pass.
-CLI::Validator numberBetween(double smallest, double largest) {
-  return CLI::Validator(
-      [=](const std::string& text) {
-        double value = 0.0;
-        if (CLI::detail::lexical_cast(text, value) && value >= smallest && value <= largest) return std::string();
-        std::ostringstream reason;
-        reason << "'" << text << "' is not a number from " << smallest << " to " << largest;
-        return reason.str();
-      },
-      "");
-}
+std::string checkSize(const std::string& text) { return parseSize(text) ? std::string() : sizeComplaint(text); }
 
 std::string versionText() {
   // The library's line is "@(#)PROGRAM:ZELKit  PROJECT:ZELKit-1" and a newline: what follows the marker is for people.
@@ -108,17 +76,7 @@ void describe(CLI::App& app, RawOptions& raw) {
   app.add_option("--padding", o.padding, "Pixels at each border of each cube face that are not shown")
       ->check(numberBetween(0, kLargestSide))
       ->type_name("N");
-  app.add_option("--yaw", o.camera.yaw, "Degrees to the right")
-      ->check(numberBetween(-kLargestAngle, kLargestAngle))
-      ->type_name("A");
-  app.add_option("--pitch", o.camera.pitch, "Degrees up, -90 to 90")->check(numberBetween(-90, 90))->type_name("A");
-  app.add_option("--roll", o.camera.roll, "Degrees that the camera is turned clockwise")
-      ->check(numberBetween(-kLargestAngle, kLargestAngle))
-      ->type_name("A");
-  app.add_option("--zoom", o.camera.zoom, "Magnification, 0.3 to 10; at 1 the longer side spans about 96 degrees")
-      ->check(numberBetween(kSmallestZoom, kLargestZoom))
-      ->type_name("Z");
-  app.add_flag("--mirror", o.camera.mirror, "Exchange left and right of the sphere");
+  addCameraOptions(app, o.camera);
   app.add_option("--size", raw.size, "Size of the view in points (default 1280x720)")
       ->check(CLI::Validator(checkSize, ""))
       ->type_name("WxH");
@@ -133,12 +91,6 @@ void describe(CLI::App& app, RawOptions& raw) {
   app.set_version_flag("--version", versionText(), "Print the versions of the program and of the library");
   app.set_help_flag("--help", "Print this help");
   app.footer(keysText());
-}
-
-ZELProjectionType projectionNamed(const std::string& name) {
-  ZELProjectionType type = ZELProjectionTypeFlat;
-  while (name != ZELProjectionTypeName(type)) ++type;
-  return type;
 }
 
 Options finish(RawOptions raw) {
@@ -158,13 +110,6 @@ Options finish(RawOptions raw) {
   if (!raw.size.empty()) options.size = parseSize(raw.size);
   if (raw.scale > 0.0) options.scale = raw.scale;
   return options;
-}
-
-/// One line: some of the parser's messages have more.
-std::string oneLine(std::string text) {
-  std::replace(text.begin(), text.end(), '\n', ' ');
-  while (!text.empty() && (text.back() == ' ' || text.back() == '.')) text.pop_back();
-  return text;
 }
 
 }  // namespace

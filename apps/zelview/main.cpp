@@ -6,6 +6,7 @@
 #include <cstdio>
 #include <exception>
 #include <new>
+#include <string_view>
 
 #include "apps/zelview/ContactSheet.h"
 #include "apps/zelview/OffscreenRenderer.h"
@@ -14,6 +15,7 @@
 #include "apps/zelview/PictureContent.h"
 #include "apps/zelview/ViewerError.h"
 #include "apps/zelview/ViewerWindow.h"
+#include "apps/zelview/render/RenderCommand.h"
 
 namespace zelview {
 namespace {
@@ -82,6 +84,23 @@ void run(const Options& options, double startTime) {
   if (options.verbose) std::fprintf(stderr, "total: %.0f ms\n", (CACurrentMediaTime() - startTime) * 1000.0);
 }
 
+int answer(const std::string& text, int status) {
+  std::fputs(text.c_str(), status == 0 ? stdout : stderr);
+  return status;
+}
+
+int showCommand(int argc, const char* const* argv, double startTime) {
+  const CommandLine line = parseCommandLine(argc, argv);
+  if (!line.options) return answer(line.text, line.status);
+  run(*line.options, startTime);
+  return 0;
+}
+
+int renderCommand(int argc, const char* const* argv) {
+  const RenderCommandLine line = parseRenderCommandLine(argc, argv);
+  return line.options ? renderVideo(*line.options) : answer(line.text, line.status);
+}
+
 }  // namespace
 }  // namespace zelview
 
@@ -90,14 +109,9 @@ int main(int argc, char** argv) {
   // For window titles with a file name in it.
   std::setlocale(LC_CTYPE, "");
   std::setvbuf(stdout, nullptr, _IOLBF, BUFSIZ);
-  const zelview::CommandLine line = zelview::parseCommandLine(argc, argv);
-  if (!line.options) {
-    std::fputs(line.text.c_str(), line.status == 0 ? stdout : stderr);
-    return line.status;
-  }
   try {
-    zelview::run(*line.options, startTime);
-    return 0;
+    return argc > 1 && std::string_view(argv[1]) == "render" ? zelview::renderCommand(argc - 1, argv + 1)
+                                                             : zelview::showCommand(argc, argv, startTime);
   } catch (const std::bad_alloc&) {
     std::fprintf(stderr, "zelview: Memory is short.\n");
   } catch (const std::exception& error) {
