@@ -41,7 +41,7 @@ double quantiser(int quality) { return 40.0 - 0.3 * quality; }
 
 std::string x264Settings(int quality) {
   return "pass=qual quantizer=" + std::to_string(std::lround(quantiser(quality))) +
-         " speed-preset=veryfast tune=0 key-int-max=60";
+         " speed-preset=veryfast trellis=false vbv-buf-capacity=0 key-int-max=60";
 }
 std::string openH264Settings(int quality) {
   const auto level = std::to_string(std::lround(quantiser(quality)));
