@@ -1,3 +1,4 @@
+#include "bench/ControllerMeasure.h"
 #include "bench/FirstPicture.h"
 #include "bench/FrameMeasure.h"
 #include "bench/Report.h"
@@ -33,7 +34,8 @@ int main(int argc, char** argv) {
       ->capture_default_str();
   app.add_flag("--quick", quick, "Five samples per figure: a look, not a judgement");
   app.add_option("--filter", settings.filter,
-                 "Only what contains this: \"equirectangular 420v\", \"BGRA\", \"first picture\", \"viewer snapshot\"");
+                 "Only what contains this: \"equirectangular 420v\", \"BGRA\", \"first picture\", \"viewer snapshot\", "
+                 "\"controller update\"");
   app.add_option("--viewer", settings.viewer, "The zelview program (default: the one of the same build)");
   app.add_option("--first-picture", firstPictureSince)->group("");
   try {
@@ -51,6 +53,7 @@ int main(int argc, char** argv) {
     std::cerr << error << '\n';
     return 1;
   }
+  ZELBench::measureControllers(settings, report);
   if (report.isEmpty()) {
     std::cerr << "Nothing is measured under a name that contains \"" << settings.filter << "\".\n";
     return 2;

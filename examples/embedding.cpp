@@ -20,7 +20,9 @@ int main(int argc, char** argv) {
 
   view->setContentSource(source);
   view->setContentProjection(ZELProjection::equirectangular());
-  view->setController(ZELFixedDirectionController::create());
+  const auto controller = ZEL360RelativeMotionController::create();
+  controller->attachToView(view);  // drag, fling, and the device's motion if there is a sensor
+  view->setController(controller);
   view->setReadyForDisplayObserver([&](bool ready) {
     if (ready) window->makeKeyAndVisible();  // shown with its first picture in it
   });

@@ -1,6 +1,5 @@
 #pragma once
 
-#include <ZELPlatform/CGGeometry.h>
 #include <ZELPlatform/GLKMath.h>
 
 namespace zelview {
@@ -25,15 +24,5 @@ struct Camera {
 
 /// The matrix that turns a ray of the view (x right, y up, z ahead) into one of the world.
 GLKMatrix4 viewMatrixOf(const Camera& camera);
-
-/// The ray through a point of a view of that size (points, from the top left), of any length.
-GLKVector3 rayThroughPoint(CGPoint point, CGSize viewSize, double nearPlane);
-
-/// The direction of the world, leaving `mirror` out, that the ray meets.
-GLKVector3 worldDirection(const Camera& camera, GLKVector3 ray);
-
-/// Turns the camera, with its roll kept, so that the ray meets that direction of the world again. Returns false when
-/// the pitch would leave -90 to 90 degrees: then it is held there and the yaw is kept.
-bool turnCameraTo(Camera& camera, GLKVector3 direction, GLKVector3 ray);
 
 }  // namespace zelview

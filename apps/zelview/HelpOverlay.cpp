@@ -8,11 +8,11 @@
 namespace zelview {
 namespace {
 
-constexpr double kWidth = 520.0;
+constexpr double kWidth = 580.0;
 constexpr double kMargin = 24.0;
 constexpr double kLine = 24.0;
 constexpr double kTitle = 40.0;
-constexpr double kSecondColumn = 150.0;
+constexpr double kSecondColumn = 210.0;
 constexpr double kHeight = 2 * kMargin + kTitle + kLine * static_cast<double>(kKeyHelp.size());
 
 }  // namespace
@@ -37,7 +37,6 @@ std::shared_ptr<UIView> makeHelpOverlay(double scale) {
   auto overlay = UIView::create(CGRectMake(0, 0, kWidth, kHeight));
   overlay->layer()->setContents(canvas.makeImage());
   overlay->layer()->setContentsScale(scale);
-  overlay->setUserInteractionEnabled(false);
   return overlay;
 }
 

@@ -6,7 +6,7 @@
 
 namespace zelview {
 
-/// A panel that lists the window's keys; lets touches through. Main thread.
+/// A panel that lists the window's keys. Main thread.
 std::shared_ptr<UIView> makeHelpOverlay(double scale);
 
 /// Moves the panel to the middle of a view of that size.

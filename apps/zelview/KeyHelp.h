@@ -10,20 +10,22 @@ struct KeyHelp {
 };
 
 /// What the mouse and the keys of the window do: the text of `--help` and of the overlay.
-inline constexpr std::array<KeyHelp, 13> kKeyHelp = {{
-    {"drag", "turn the camera"},
-    {"wheel, + -", "zoom"},
-    {"arrow keys", "turn by 5 degrees"},
+inline constexpr std::array<KeyHelp, 15> kKeyHelp = {{
+    {"drag", "turn the camera, or fling it"},
+    {"wheel, pinch, + -", "zoom"},
+    {"arrow keys", "turn by 5 degrees; hold to go on turning"},
+    {"game controller's sticks", "turn"},
+    {"double click, Home, 0", "ease back to straight ahead"},
+    {"c", "level horizon, or free"},
     {"p", "next projection"},
     {"1 2 3 4", "flat, equirectangular, cubemap, segmented sphere"},
     {"g", "fit or fill (flat pictures)"},
     {"m", "mirror"},
-    {"r", "reset the camera"},
+    {"r", "back to where the window began"},
     {"s", "save a snapshot in the working directory"},
     {"f, F11", "full screen"},
     {"?", "show or hide this list"},
-    {"Escape", "leave full screen, hide this list, or quit"},
-    {"q", "quit"},
+    {"Escape, q", "quit; Escape first leaves full screen or this list"},
 }};
 
 }  // namespace zelview

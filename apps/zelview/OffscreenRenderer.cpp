@@ -18,7 +18,10 @@ constexpr double kTimeLimit = 30.0;
 constexpr double kRefreshPause = 0.004;
 constexpr double kRefreshPeriod = 1.0 / 60.0;
 
-void checkSize(CGSize size, double scale) {
+}  // namespace
+
+void checkPictureSize(CGSize size) {
+  const double scale = UIScreen::mainScreen().nativeScale();
   const double limit = EAGLContext::maximumTextureSize();
   const double width = std::ceil(size.width * scale);
   const double height = std::ceil(size.height * scale);
@@ -28,10 +31,8 @@ void checkSize(CGSize size, double scale) {
                     std::to_string(static_cast<long>(limit)) + " a side).");
 }
 
-}  // namespace
-
 OffscreenRenderer::OffscreenRenderer(CGSize size) : controller_(std::make_shared<CameraController>(Camera{})) {
-  checkSize(size, UIScreen::mainScreen().nativeScale());
+  checkPictureSize(size);
   DisplayRefresh::shared().setStepped(true);
   const CGRect frame = CGRectMake(0, 0, size.width, size.height);
   std::string error;

@@ -14,6 +14,10 @@
 
 namespace zelview {
 
+/// Throws `ViewerError` when a picture of that many points at the screen's scale is larger than the GPU can draw. Needs
+/// the display to be started.
+void checkPictureSize(CGSize size);
+
 /// Renders pictures into memory, one at a time. Main thread; needs the off-screen display to be started.
 class OffscreenRenderer {
  public:

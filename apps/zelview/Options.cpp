@@ -9,6 +9,7 @@
 
 #include "apps/zelview/CommandLineChecks.h"
 #include "apps/zelview/KeyHelp.h"
+#include "apps/zelview/Script.h"
 
 namespace zelview {
 namespace {
@@ -27,6 +28,7 @@ struct RawOptions {
   std::string projection = "auto";
   std::string gravity = "fit";
   std::string backend = "auto";
+  std::string controller = "relative";
   std::string size;
   double scale = 0.0;
 };
@@ -47,8 +49,27 @@ std::string versionText() {
 std::string keysText() {
   std::ostringstream text;
   text << "In the window:\n";
-  for (const KeyHelp& help : kKeyHelp) text << "  " << std::left << std::setw(12) << help.keys << help.what << "\n";
+  for (const KeyHelp& help : kKeyHelp) text << "  " << std::left << std::setw(26) << help.keys << help.what << "\n";
   return text.str();
+}
+
+/// What goes with the window alone; after the other outputs have been described.
+void describeInteraction(CLI::App& app, RawOptions& raw) {
+  const char* window = "In the window";
+  app.add_option("--controller", raw.controller,
+                 "What turns the camera: relative keeps the horizon level and adds the device's turns to yours, free "
+                 "follows the device whole, fixed looks along --yaw")
+      ->type_name("NAME")
+      ->check(CLI::IsMember({"relative", "free", "fixed"}))
+      ->capture_default_str()
+      ->group(window);
+  CLI::Option* motion = app.add_option("--motion", raw.options.motion, "Play device motion from this recorded file");
+  CLI::Option* record =
+      app.add_option("--record-motion", raw.options.recordMotion, "Record device motion into this file");
+  for (CLI::Option* option : {motion, record}) {
+    option->type_name("FILE")->group(window);
+    for (const char* other : {"--snapshot", "--contact-sheet", "--save-panorama"}) option->excludes(other);
+  }
 }
 
 void describe(CLI::App& app, RawOptions& raw) {
@@ -63,6 +84,7 @@ void describe(CLI::App& app, RawOptions& raw) {
   for (CLI::Option* option : {snapshot, sheet, panorama}) option->type_name("FILE")->group(outputs);
   snapshot->excludes(sheet)->excludes(panorama);
   sheet->excludes(panorama);
+  describeScript(app, o.script);
 
   app.add_option("--projection", raw.projection,
                  "How the picture is laid out; auto decides by GPano metadata, then by a 2:1 shape")
@@ -88,9 +110,15 @@ void describe(CLI::App& app, RawOptions& raw) {
       ->check(CLI::IsMember({"auto", "gl"}))
       ->capture_default_str();
   app.add_flag("--verbose", o.verbose, "Say on standard error what is used and how long it takes");
+  describeInteraction(app, raw);
   app.set_version_flag("--version", versionText(), "Print the versions of the program and of the library");
   app.set_help_flag("--help", "Print this help");
-  app.footer(keysText());
+  app.footer(keysText() + "\n" + std::string(scriptHelp()));
+}
+
+ControllerChoice controllerNamed(const std::string& name) {
+  if (name == "free") return ControllerChoice::Free;
+  return name == "fixed" ? ControllerChoice::Fixed : ControllerChoice::Relative;
 }
 
 Options finish(RawOptions raw) {
@@ -104,9 +132,12 @@ Options finish(RawOptions raw) {
   } else if (!raw.savePanorama.empty()) {
     options.mode = Mode::SavePanorama;
     options.output = raw.savePanorama;
+  } else if (!options.script.file.empty()) {
+    options.mode = Mode::Script;
   }
   if (raw.projection != "auto") options.projection = projectionNamed(raw.projection);
   options.gravity = raw.gravity == "fill" ? ZELContentGravityFill : ZELContentGravityFit;
+  options.controller = controllerNamed(raw.controller);
   if (!raw.size.empty()) options.size = parseSize(raw.size);
   if (raw.scale > 0.0) options.scale = raw.scale;
   return options;
@@ -120,12 +151,13 @@ CommandLine parseCommandLine(int argc, const char* const* argv) {
   describe(app, raw);
   try {
     app.parse(argc, argv);
-    for (const char* name : {"--snapshot", "--contact-sheet", "--save-panorama"}) {
+    for (const char* name : {"--snapshot", "--contact-sheet", "--save-panorama", "--motion", "--record-motion"}) {
       const CLI::Option* option = app.get_option(name);
       if (option->count() > 0 && option->as<std::string>().empty()) {
         throw CLI::ValidationError(name, "needs the name of a file");
       }
     }
+    checkScript(app);
     if (!raw.savePanorama.empty() && !raw.options.picture.empty()) {
       throw CLI::ValidationError("--save-panorama", "writes the built-in panorama and takes no picture");
     }

@@ -7,18 +7,19 @@
 #include <optional>
 #include <string>
 
-#include "apps/zelview/Camera.h"
+#include "apps/zelview/CameraRig.h"
+#include "apps/zelview/ScriptOptions.h"
 
 namespace zelview {
 
-enum class Mode { Window, Snapshot, ContactSheet, SavePanorama };
+enum class Mode { Window, Snapshot, ContactSheet, SavePanorama, Script };
 
 /// What the command line asks for.
 struct Options {
   Mode mode = Mode::Window;
   /// Empty: the built-in panorama.
   std::string picture;
-  /// Where the picture goes in every mode but the window's.
+  /// Where the picture goes in the modes that write one.
   std::string output;
   /// None: decided by the picture.
   std::optional<ZELProjectionType> projection;
@@ -26,6 +27,13 @@ struct Options {
   /// Pixels at each border of each cube face that are not to be sampled.
   int64_t padding = 0;
   Camera camera;
+  /// What turns the window's camera.
+  ControllerChoice controller = ControllerChoice::Relative;
+  /// A recorded file to play device motion from; empty: the sensors.
+  std::string motion;
+  /// Where device motion is recorded; empty: nowhere.
+  std::string recordMotion;
+  ScriptOptions script;
   /// In points; none: the mode's own.
   std::optional<CGSize> size;
   /// Pixels per point; none: 1 off screen, the display's in a window.

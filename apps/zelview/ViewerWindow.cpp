@@ -11,6 +11,7 @@
 #include <filesystem>
 #include <functional>
 #include <map>
+#include <optional>
 #include <utility>
 
 #include "apps/zelview/HelpOverlay.h"
@@ -22,7 +23,8 @@ namespace {
 
 constexpr CGSize kWindowSize = {1280, 720};
 constexpr double kZoomPerStep = 1.1;
-constexpr double kTurnPerKey = 5.0;
+/// More of them at once than from one end of the zoom to the other.
+constexpr double kMostSteps = 100.0;
 
 /// A name that no file has yet.
 std::string snapshotName() {
@@ -36,6 +38,16 @@ std::string snapshotName() {
   return name;
 }
 
+/// The arrow key of that name, if it is one.
+std::optional<CameraRig::Arrow> arrowNamed(const std::string& name) {
+  static const std::map<std::string, CameraRig::Arrow> kArrows = {{"Left", CameraRig::Arrow::Left},
+                                                                  {"Right", CameraRig::Arrow::Right},
+                                                                  {"Up", CameraRig::Arrow::Up},
+                                                                  {"Down", CameraRig::Arrow::Down}};
+  const auto found = kArrows.find(name);
+  return found == kArrows.end() ? std::nullopt : std::optional(found->second);
+}
+
 }  // namespace
 
 ViewerWindow::ViewerWindow(const Options& options, std::shared_ptr<PictureContent> content, double startTime)
@@ -43,7 +55,10 @@ ViewerWindow::ViewerWindow(const Options& options, std::shared_ptr<PictureConten
       content_(std::move(content)),
       startTime_(startTime),
       gravity_(options.gravity),
-      controller_(std::make_shared<CameraController>(options.camera)) {}
+      camera_(std::make_shared<CameraRig>(options.controller, options.camera)),
+      thumbsticks_(GCThumbsticksCurrent) {}
+
+ViewerWindow::~ViewerWindow() { close(); }
 
 std::shared_ptr<ViewerWindow> ViewerWindow::create(const Options& options, std::shared_ptr<PictureContent> content,
                                                    double startTime) {
@@ -60,34 +75,61 @@ void ViewerWindow::open() {
   if (options_.scale) UIScreen::mainScreen().setNativeScale(*options_.scale);
   window_->setDelegate(weak_from_this());
 
+  displayLink_ = CADisplayLink::create([weak = weak_from_this()] {
+    if (const std::shared_ptr<ViewerWindow> self = weak.lock()) self->refresh();
+  });
+  displayLink_->addToMainRunLoop();
   view_ = ZELRenderView::create(window_->bounds());
   if (!view_) throw ViewerError("A view to render with cannot be made.");
-  view_->setController(controller_);
-  view_->setZoom(options_.camera.zoom);
   view_->setReadyForDisplayObserver([weak = weak_from_this()](bool ready) {
     const std::shared_ptr<ViewerWindow> self = weak.lock();
     if (ready && self) self->pictureReady();
   });
   window_->addSubview(view_);
-
-  // The window and its views end with `run`, so the handlers never outlive this object.
-  touches_ = TouchView::create(window_->bounds(),
-                               {.began = [this](CGPoint point) { controller_->beginDrag(rayThrough(point)); },
-                                .moved = [this](CGPoint point) { controller_->dragTo(rayThrough(point)); },
-                                .ended = [this] { controller_->endDrag(); }});
-  window_->addSubview(touches_);
+  openCamera();
   // The shape of the key window decides how much is seen: be it before the first picture.
   window_->makeKeyWindow();
   setProjection(content_->projection());
 }
 
+void ViewerWindow::openCamera() {
+  view_->setController(camera_);
+  view_->setZoom(camera_->zoom());
+  touches_ = TapView::create(window_->bounds(), [weak = weak_from_this()] {
+    if (const std::shared_ptr<ViewerWindow> self = weak.lock()) self->lookStraightAhead();
+  });
+  window_->addSubview(touches_);
+  camera_->setDelegate(shared_from_this());
+  camera_->attachToView(touches_);
+  pinch_ = UIPinchGestureRecognizer::create([weak = weak_from_this()] {
+    if (const std::shared_ptr<ViewerWindow> self = weak.lock()) self->didPinch();
+  });
+  pinch_->setDelegate(weak_from_this());
+  touches_->addGestureRecognizer(pinch_);
+}
+
 void ViewerWindow::run() {
   const QuitSignals signals([] { NSRunLoop::mainRunLoop().stop(); });
   NSRunLoop::mainRunLoop().run();
-  view_->setReadyForDisplayObserver({});
-  touches_->removeFromSuperview();
-  view_->removeFromSuperview();
-  window_->close();
+  close();
+}
+
+void ViewerWindow::close() {
+  if (displayLink_) displayLink_->invalidate();
+  displayLink_ = nullptr;
+  camera_->detach();
+  if (view_) {
+    view_->setReadyForDisplayObserver({});
+    view_->removeFromSuperview();
+  }
+  if (window_) window_->close();
+  window_ = nullptr;
+}
+
+void ViewerWindow::refresh() {
+  camera_->pushSticks(thumbsticks_());
+  camera_->advanceTo(displayLink_->timestamp() + displayLink_->duration());
+  view_->setZoom(camera_->zoom());
 }
 
 void ViewerWindow::pictureReady() {
@@ -121,27 +163,31 @@ void ViewerWindow::setProjection(ZELProjectionType type) {
     image_ = image;
     view_->setContentSource(makeSource(image));
   }
+  setTitle();
+}
+
+void ViewerWindow::setTitle() {
   const std::string name =
       content_->isBuiltIn() ? "built-in panorama" : std::filesystem::path(options_.picture).filename().string();
-  window_->setTitle(name + " (" + ZELProjectionTypeName(type) + ") - zelview");
+  const char* horizon = camera_->choice() == ControllerChoice::Free ? ", free" : "";
+  window_->setTitle(name + " (" + ZELProjectionTypeName(projection_) + horizon + ") - zelview");
 }
 
-void ViewerWindow::setCamera(const Camera& camera) {
-  controller_->setCamera(camera);
-  view_->setZoom(camera.zoom);
+void ViewerWindow::changeController() {
+  camera_->choose(camera_->choice() == ControllerChoice::Relative ? ControllerChoice::Free
+                                                                  : ControllerChoice::Relative);
+  setTitle();
 }
 
-void ViewerWindow::setZoom(double zoom) {
-  Camera camera = controller_->camera();
-  camera.zoom = std::clamp(zoom, kSmallestZoom, kLargestZoom);
-  setCamera(camera);
-}
+void ViewerWindow::lookStraightAhead() { camera_->easeTo({.mirror = camera_->isMirrored()}); }
 
-void ViewerWindow::turn(double yaw, double pitch) {
-  Camera camera = controller_->camera();
-  camera.yaw += yaw / camera.zoom;
-  camera.pitch = std::clamp(camera.pitch + pitch / camera.zoom, -90.0, 90.0);
-  setCamera(camera);
+void ViewerWindow::pinch(double factor, CGPoint) { camera_->zoomBy(factor); }
+
+void ViewerWindow::didPinch() {
+  if (pinch_->state() == UIGestureRecognizerState::Began) pinchScale_ = 1.0;
+  const double scale = pinch_->scale();
+  pinch(scale / pinchScale_, pinch_->locationInView(nullptr));
+  pinchScale_ = scale;
 }
 
 void ViewerWindow::toggleGravity() {
@@ -157,7 +203,7 @@ void ViewerWindow::toggleHelp() {
   }
   help_ = makeHelpOverlay(window_->displayScale());
   centreHelpOverlay(*help_, window_->bounds().size);
-  window_->addSubview(help_);
+  touches_->addSubview(help_);
 }
 
 void ViewerWindow::leaveOrQuit() {
@@ -183,16 +229,6 @@ void ViewerWindow::saveSnapshot() {
   }
 }
 
-GLKVector3 ViewerWindow::rayThrough(CGPoint point) const {
-  const CGSize size = view_->bounds().size;
-  const UIInterfaceOrientation orientation = UIApplication::sharedApplication().statusBarOrientation();
-  const bool landscape =
-      orientation == UIInterfaceOrientationLandscapeLeft || orientation == UIInterfaceOrientationLandscapeRight;
-  const double aspect = size.height > 0.0 ? size.width / size.height : 1.0;
-  const double near = view_->zoom() * view_->contentProjection()->zoomScaleForAspectRatio(aspect, landscape);
-  return rayThroughPoint(point, size, near);
-}
-
 void ViewerWindow::windowDidRequestClose(UIWindow&) { NSRunLoop::mainRunLoop().stop(); }
 
 void ViewerWindow::windowDidResize(UIWindow& window) {
@@ -201,20 +237,24 @@ void ViewerWindow::windowDidResize(UIWindow& window) {
 }
 
 void ViewerWindow::windowDidScroll(UIWindow&, CGPoint, double steps) {
-  setZoom(controller_->camera().zoom * std::pow(kZoomPerStep, steps));
+  camera_->zoomBy(std::pow(kZoomPerStep, std::clamp(steps, -kMostSteps, kMostSteps)));
 }
+
+bool ViewerWindow::interactionController(ZELInteractionController&, const UITouch& touch) {
+  return touch.view() == touches_;
+}
+
+bool ViewerWindow::gestureRecognizer(UIGestureRecognizer&, const UITouch& touch) { return touch.view() == touches_; }
+
+bool ViewerWindow::gestureRecognizer(UIGestureRecognizer&, UIGestureRecognizer&) { return true; }
 
 void ViewerWindow::windowDidPressKey(UIWindow&, const UIKey& key) {
   if (key.control || key.alt) return;
   using Action = void (*)(ViewerWindow&);
   static const std::map<std::string, Action> kHeld = {
-      {"Left", [](ViewerWindow& v) { v.turn(-kTurnPerKey, 0); }},
-      {"Right", [](ViewerWindow& v) { v.turn(kTurnPerKey, 0); }},
-      {"Up", [](ViewerWindow& v) { v.turn(0, kTurnPerKey); }},
-      {"Down", [](ViewerWindow& v) { v.turn(0, -kTurnPerKey); }},
-      {"+", [](ViewerWindow& v) { v.setZoom(v.view_->zoom() * kZoomPerStep); }},
-      {"=", [](ViewerWindow& v) { v.setZoom(v.view_->zoom() * kZoomPerStep); }},
-      {"-", [](ViewerWindow& v) { v.setZoom(v.view_->zoom() / kZoomPerStep); }},
+      {"+", [](ViewerWindow& v) { v.camera_->zoomBy(kZoomPerStep); }},
+      {"=", [](ViewerWindow& v) { v.camera_->zoomBy(kZoomPerStep); }},
+      {"-", [](ViewerWindow& v) { v.camera_->zoomBy(1.0 / kZoomPerStep); }},
   };
   static const std::map<std::string, Action> kPressed = {
       {"p", [](ViewerWindow& v) { v.setProjection((v.projection_ + 1) % 4); }},
@@ -222,14 +262,12 @@ void ViewerWindow::windowDidPressKey(UIWindow&, const UIKey& key) {
       {"2", [](ViewerWindow& v) { v.setProjection(ZELProjectionTypeEquirectangular); }},
       {"3", [](ViewerWindow& v) { v.setProjection(ZELProjectionTypeCubemap); }},
       {"4", [](ViewerWindow& v) { v.setProjection(ZELProjectionTypeSegmentedSphere); }},
+      {"c", [](ViewerWindow& v) { v.changeController(); }},
       {"g", [](ViewerWindow& v) { v.toggleGravity(); }},
-      {"m",
-       [](ViewerWindow& v) {
-         Camera camera = v.controller_->camera();
-         camera.mirror = !camera.mirror;
-         v.setCamera(camera);
-       }},
-      {"r", [](ViewerWindow& v) { v.setCamera(v.options_.camera); }},
+      {"m", [](ViewerWindow& v) { v.camera_->setMirrored(!v.camera_->isMirrored()); }},
+      {"r", [](ViewerWindow& v) { v.camera_->easeTo(v.options_.camera); }},
+      {"Home", [](ViewerWindow& v) { v.lookStraightAhead(); }},
+      {"0", [](ViewerWindow& v) { v.lookStraightAhead(); }},
       {"s", [](ViewerWindow& v) { v.saveSnapshot(); }},
       {"f", [](ViewerWindow& v) { v.window_->setFullScreen(!v.window_->isFullScreen()); }},
       {"F11", [](ViewerWindow& v) { v.window_->setFullScreen(!v.window_->isFullScreen()); }},
@@ -240,8 +278,18 @@ void ViewerWindow::windowDidPressKey(UIWindow&, const UIKey& key) {
   // Some keyboards report the key's own character with shift held.
   const std::string name = key.name == "/" && key.shift ? "?" : key.name;
   if (const auto held = kHeld.find(name); held != kHeld.end()) held->second(*this);
-  const auto pressed = kPressed.find(name);
-  if (pressed != kPressed.end() && !key.repeated) pressed->second(*this);
+  if (key.repeated) return;
+  if (const auto arrow = arrowNamed(name)) camera_->pressArrow(*arrow);
+  if (const auto pressed = kPressed.find(name); pressed != kPressed.end()) pressed->second(*this);
+}
+
+void ViewerWindow::windowDidReleaseKey(UIWindow&, const UIKey& key) {
+  if (const auto arrow = arrowNamed(key.name)) camera_->releaseArrow(*arrow);
+}
+
+void ViewerWindow::windowDidChangeFocus(UIWindow&, bool focused) {
+  // Keys that are let go elsewhere are not told.
+  if (!focused) camera_->releaseArrows();
 }
 
 }  // namespace zelview

@@ -9,10 +9,13 @@
 #include <string_view>
 
 #include "apps/zelview/ContactSheet.h"
+#include "apps/zelview/MotionInput.h"
 #include "apps/zelview/OffscreenRenderer.h"
 #include "apps/zelview/Options.h"
 #include "apps/zelview/Panorama.h"
 #include "apps/zelview/PictureContent.h"
+#include "apps/zelview/Script.h"
+#include "apps/zelview/ScriptedRun.h"
 #include "apps/zelview/ViewerError.h"
 #include "apps/zelview/ViewerWindow.h"
 #include "apps/zelview/render/RenderCommand.h"
@@ -28,6 +31,7 @@ void startDisplay(const Options& options) {
   display.displayDriver = options.mode == Mode::Window ? "sdl" : "offscreen";
   display.offscreenSize = options.size.value_or(kDefaultSize);
   display.offscreenScale = options.scale.value_or(1.0);
+  display.offscreenRefreshRate = options.script.rate;
   if (const std::string reason = UIApplication::start(display); !reason.empty()) throw ViewerError(reason);
   if (const std::string reason = EAGLContext::unavailableReason(); !reason.empty()) throw ViewerError(reason);
 }
@@ -59,6 +63,11 @@ void saveSnapshot(const Options& options, PictureContent& content) {
         options);
 }
 
+void showWindow(const Options& options, const std::shared_ptr<PictureContent>& content, double startTime) {
+  const MotionInput motion(options);
+  ViewerWindow::create(options, content, startTime)->run();
+}
+
 void run(const Options& options, double startTime) {
   if (options.mode == Mode::SavePanorama) {
     const ZELProjectionType type = options.projection.value_or(ZELProjectionTypeEquirectangular);
@@ -66,6 +75,8 @@ void run(const Options& options, double startTime) {
     checkPadding(type, options.padding, *image);
     return write(*image, options);
   }
+  Script script;
+  if (options.mode == Mode::Script) script = readScript(options.script.file);
   if (!options.picture.empty()) checkReadable(options.picture);
   startDisplay(options);
   const auto limit = static_cast<size_t>(EAGLContext::maximumTextureSize());
@@ -78,8 +89,12 @@ void run(const Options& options, double startTime) {
     case Mode::ContactSheet:
       write(*makeContactSheet(options, *content), options);
       break;
+    case Mode::Script:
+      checkPictureSize(options.size.value_or(kDefaultSize));
+      runScript(options, script, content);
+      break;
     default:
-      ViewerWindow::create(options, content, startTime)->run();
+      showWindow(options, content, startTime);
   }
   if (options.verbose) std::fprintf(stderr, "total: %.0f ms\n", (CACurrentMediaTime() - startTime) * 1000.0);
 }

@@ -78,6 +78,7 @@ void SDLEventPump::handle(const SDL_Event& event) {
     case SDL_FINGERUP:
       return handleFinger(event.tfinger);
     case SDL_KEYDOWN:
+    case SDL_KEYUP:
       return handleKey(event.key);
     default:
       return;
@@ -173,8 +174,14 @@ void SDLEventPump::handleFinger(const SDL_TouchFingerEvent& event) {
 }
 
 void SDLEventPump::handleKey(const SDL_KeyboardEvent& event) {
-  if (SDLWindow* window = find(event.windowID)) {
+  SDLWindow* window = find(event.windowID);
+  if (!window) {
+    return;
+  }
+  if (event.type == SDL_KEYDOWN) {
     window->events().keyPressed(keyFromSDL(event.keysym, event.repeat != 0));
+  } else {
+    window->events().keyReleased(keyFromSDL(event.keysym, false));
   }
 }
 

@@ -2,6 +2,9 @@
 
 /// Everything that a host of the library needs.
 
+#include <ZELKit/ZEL360BaseGyroController.h>
+#include <ZELKit/ZEL360FreeMotionController.h>
+#include <ZELKit/ZEL360RelativeMotionController.h>
 #include <ZELKit/ZELDirectPixelBufferSource.h>
 #include <ZELKit/ZELDisplayable.h>
 #include <ZELKit/ZELFixedDirectionController.h>

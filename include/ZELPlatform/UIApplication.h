@@ -55,13 +55,20 @@ class ZELPLATFORM_EXPORT UIApplication {
   /// Overrides the state, for hosts that know better and for tests; drivers set it on the window system's events.
   void setApplicationState(UIApplicationState state) { state_.store(state, std::memory_order_relaxed); }
 
-  /// The display's rotation where it is a rotating device; else landscape when the key window (or, without one, the
-  /// screen) is wider than tall, portrait when not.
+  /// What the host of a rotating device set; else landscape when the key window (or, without one, the screen) is wider
+  /// than tall, portrait when not.
   UIInterfaceOrientation statusBarOrientation() const { return orientation_.load(std::memory_order_relaxed); }
 
   /// Sets the orientation for good, for hosts on rotating devices and for tests; `UIInterfaceOrientationUnknown` goes
   /// back to following the key window.
   void overrideStatusBarOrientation(UIInterfaceOrientation orientation);
+
+  /// How the display itself is turned, in whose terms the sensors of a rotating device are told: what the host set. Of
+  /// a display that stands as it was built, or when nobody said, `UIInterfaceOrientationUnknown`. Any thread.
+  UIInterfaceOrientation displayOrientation() const {
+    return orientationOverridden_.load(std::memory_order_relaxed) ? statusBarOrientation()
+                                                                  : UIInterfaceOrientationUnknown;
+  }
 
   /// The window that last became key, or null.
   std::shared_ptr<UIWindow> keyWindow() const;
@@ -77,6 +84,6 @@ class ZELPLATFORM_EXPORT UIApplication {
 
   std::atomic<UIApplicationState> state_{UIApplicationStateActive};
   std::atomic<UIInterfaceOrientation> orientation_{UIInterfaceOrientationPortrait};
-  bool orientationOverridden_ = false;
+  std::atomic<bool> orientationOverridden_{false};
   std::weak_ptr<UIWindow> keyWindow_;
 };

@@ -1,8 +1,9 @@
 #pragma once
 
-/// Views, windows, touches, the screen and the application.
+/// Views, windows, touches, gestures, the screen and the application.
 
 #include <ZELPlatform/UIApplication.h>
+#include <ZELPlatform/UIGestureRecognizer.h>
 #include <ZELPlatform/UIImage.h>
 #include <ZELPlatform/UIScreen.h>
 #include <ZELPlatform/UITouch.h>

@@ -7,6 +7,7 @@
 #include <memory>
 #include <vector>
 
+class UIGestureRecognizer;
 class UIView;
 class UIWindow;
 
@@ -27,10 +28,11 @@ class ZELPLATFORM_EXPORT UITouch {
   int64_t identifier() const { return identifier_; }
   UITouchPhase phase() const { return phase_; }
 
-  /// Host time of the newest change, in seconds.
+  /// Host time of the newest change, in seconds; never falls.
   double timestamp() const { return timestamp_; }
 
-  /// The view that was hit when the touch began; it gets every later change, wherever the pointer goes.
+  /// The view that was hit when the touch began; it gets every later change, wherever the pointer goes, until a gesture
+  /// recogniser takes the touch.
   std::shared_ptr<UIView> view() const { return view_.lock(); }
   std::shared_ptr<UIWindow> window() const { return window_.lock(); }
 
@@ -38,10 +40,13 @@ class ZELPLATFORM_EXPORT UITouch {
   CGPoint locationInView(const UIView* view) const;
   CGPoint previousLocationInView(const UIView* view) const;
 
-  /// Follows the pointer; called by the window.
+  /// Follows the pointer; called by the window. A time before the newest one counts as that.
   void update(UITouchPhase phase, CGPoint locationInWindow, double timestamp);
 
  private:
+  friend class UIGestureRecognizer;
+  friend class UIWindow;
+
   int64_t identifier_;
   std::weak_ptr<UIWindow> window_;
   std::weak_ptr<UIView> view_;
@@ -49,6 +54,10 @@ class ZELPLATFORM_EXPORT UITouch {
   CGPoint location_;
   CGPoint previousLocation_;
   double timestamp_;
+  /// Those that took the touch when it began; each may have let go of it since.
+  std::vector<std::weak_ptr<UIGestureRecognizer>> recognizers_;
+  /// Whether the view was told of the touch, and hears how it goes on.
+  bool isWithView_ = false;
 };
 
 /// The touches of one event.

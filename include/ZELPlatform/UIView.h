@@ -8,6 +8,7 @@
 #include <memory>
 #include <vector>
 
+class UIGestureRecognizer;
 class UIWindow;
 
 /// A rectangle in a tree of views, with a layer that shows it and touches that reach it.
@@ -82,6 +83,12 @@ class ZELPLATFORM_EXPORT UIView : public std::enable_shared_from_this<UIView> {
   virtual void touchesEnded(const UITouchSet& touches);
   virtual void touchesCancelled(const UITouchSet& touches);
 
+  /// Lets a recogniser see the touches of this view and of the views in it, taking it from its old view.
+  void addGestureRecognizer(const std::shared_ptr<UIGestureRecognizer>& recognizer);
+  /// Cancels its gesture and takes it away; another view's recogniser is left alone.
+  void removeGestureRecognizer(const std::shared_ptr<UIGestureRecognizer>& recognizer);
+  const std::vector<std::shared_ptr<UIGestureRecognizer>>& gestureRecognizers() const { return gestureRecognizers_; }
+
   /// Draws what the view and everything below it show now into the current image context, stretched to `rect` (points);
   /// waits for the GPU to finish the picture. With `afterScreenUpdates` pending layout is done first. False without an
   /// image context.
@@ -119,4 +126,5 @@ class ZELPLATFORM_EXPORT UIView : public std::enable_shared_from_this<UIView> {
   std::weak_ptr<UIView> superview_;
   std::weak_ptr<UIWindow> window_;
   std::vector<std::shared_ptr<UIView>> subviews_;
+  std::vector<std::shared_ptr<UIGestureRecognizer>> gestureRecognizers_;
 };

@@ -6,7 +6,7 @@
 #include <memory>
 #include <string>
 
-/// A key that went down.
+/// A key that went down or up.
 struct UIKey {
   /// The character it types, letters in lower case ("a", "1", "?"), or a name: "Escape", "Return", "Left", "F11",
   /// "Space" …
@@ -14,7 +14,7 @@ struct UIKey {
   bool shift = false;
   bool control = false;
   bool alt = false;
-  /// Whether the key was already held.
+  /// Whether the key was already held; never true of one that went up.
   bool repeated = false;
 };
 
@@ -30,6 +30,8 @@ class ZELPLATFORM_EXPORT UIWindowDelegate {
   /// The wheel turned by `steps` (fractions on fine wheels), positive away from the person.
   virtual void windowDidScroll(UIWindow& window, CGPoint location, double steps);
   virtual void windowDidPressKey(UIWindow& window, const UIKey& key);
+  /// A key went up. Not told while the window lacks the keyboard: keys still down when it loses it may count as up.
+  virtual void windowDidReleaseKey(UIWindow& window, const UIKey& key);
   /// The window system gave the window, or took it from, the keyboard.
   virtual void windowDidChangeFocus(UIWindow& window, bool focused);
 };
@@ -74,10 +76,12 @@ class ZELPLATFORM_EXPORT UIWindow final : public UIView {
 
   /// Delivers a pointer event to the view that it belongs to: what drivers, scripted input and tests call. `location`
   /// is in the window's points, `timestamp` in seconds of host time. A move or end of a pointer that is not down is
-  /// ignored.
+  /// ignored, and so is a begin or move whose numbers are no place or time: not finite, or more than a million points
+  /// away. An end of that kind ends the touch where it was. A time that falls counts as the pointer's newest one.
   void deliverPointer(int64_t identifier, UITouchPhase phase, CGPoint location, double timestamp);
   void deliverScroll(CGPoint location, double steps);
   void deliverKey(const UIKey& key);
+  void deliverKeyUp(const UIKey& key);
 
   /// Cancels every touch that is down: the window lost the pointer.
   void cancelTouches();
@@ -93,7 +97,9 @@ class ZELPLATFORM_EXPORT UIWindow final : public UIView {
   void sceneChanged();
   void update();
   void commitScene();
-  void cancelTouch(const std::shared_ptr<UITouch>& touch);
+  void beginTouch(int64_t identifier, CGPoint location, double timestamp);
+  static void followTouch(const std::shared_ptr<UITouch>& touch);
+  static void cancelTouch(const std::shared_ptr<UITouch>& touch);
 
   bool visible_ = false;
   bool fullScreen_ = false;

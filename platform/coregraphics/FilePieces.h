@@ -3,6 +3,7 @@
 #include <cstddef>
 #include <cstdint>
 #include <functional>
+#include <memory>
 #include <string>
 
 namespace ZELPlatform {
@@ -31,6 +32,30 @@ class Descriptor {
 
  private:
   int number_;
+};
+
+/// A file that is written beside the one that it takes the place of, so that nobody ever finds half of it. What was not
+/// finished is removed. Any thread, one at a time.
+class FileReplacement {
+ public:
+  /// Null, with the reason, when there can be no regular file of this path.
+  static std::unique_ptr<FileReplacement> create(const std::string& path, std::string* reason);
+  ~FileReplacement();
+
+  /// Returns an empty string, or the reason why not everything was written.
+  std::string write(const void* bytes, size_t count);
+
+  /// Puts the file in its place; to be called once. Returns an empty string, or the reason why it cannot be.
+  std::string finish();
+
+ private:
+  FileReplacement(std::string path, std::string partName, int part)
+      : path_(std::move(path)), partName_(std::move(partName)), part_(part) {}
+
+  std::string path_;
+  /// Empty when there is nothing to remove.
+  std::string partName_;
+  Descriptor part_;
 };
 
 }  // namespace ZELPlatform

@@ -2,13 +2,9 @@
 #include "platform/coregraphics/PictureCodec.h"
 #include "platform/coregraphics/PictureEnd.h"
 
-#include <fcntl.h>
 #include <sys/stat.h>
-#include <unistd.h>
 
-#include <atomic>
-#include <cerrno>
-#include <cstdio>
+#include <memory>
 #include <new>
 #include <utility>
 
@@ -38,48 +34,17 @@ CGImageDecodeResult decode(const std::string& path, const CGImageDecodeOptions& 
   return decodePicture(path, options);
 }
 
-bool writeAll(const Descriptor& file, const uint8_t* bytes, size_t count) {
-  while (count > 0) {
-    const ssize_t written = write(file.number(), bytes, count);
-    if (written < 0 && errno == EINTR) continue;
-    if (written < 0) return false;
-    bytes += written;
-    count -= static_cast<size_t>(written);
-  }
-  return true;
-}
-
-/// Makes a new file in the folder of the path, with a name that no other has; its name comes back in `name`.
-int createBeside(const std::string& path, std::string* name) {
-  static std::atomic<unsigned> counter{0};
-  const std::string folder = path.substr(0, path.rfind('/') + 1);
-  for (;;) {
-    *name = folder + ".zelkit-" + std::to_string(getpid()) + "-" + std::to_string(++counter) + ".part";
-    const int file = open(name->c_str(), O_WRONLY | O_CREAT | O_EXCL | O_CLOEXEC, 0666);
-    if (file >= 0 || errno != EEXIST) return file;
-  }
-}
-
 std::string writePNG(const CGImage& image, const std::string& path) {
-  struct stat status {};
-  // Renaming would put a picture in the place of a device or a pipe.
-  if (stat(path.c_str(), &status) == 0 && !S_ISREG(status.st_mode)) {
-    return S_ISDIR(status.st_mode) ? "it is a directory" : "it is not a regular file";
-  }
-  std::string partName;
-  Descriptor part(createBeside(path, &partName));
-  if (!part.isOpen()) return errno == ENOENT ? "its folder does not exist" : systemReason();
-
+  std::string reason;
+  const std::unique_ptr<FileReplacement> file = FileReplacement::create(path, &reason);
+  if (!file) return reason;
   std::string writeReason;
-  std::string reason = encodePNG(image, [&](const uint8_t* bytes, size_t count) {
-    if (writeAll(part, bytes, count)) return true;
-    writeReason = systemReason();
-    return false;
+  reason = encodePNG(image, [&](const uint8_t* bytes, size_t count) {
+    writeReason = file->write(bytes, count);
+    return writeReason.empty();
   });
-  if (!writeReason.empty()) reason = writeReason;
-  if (reason.empty() && (!part.close() || rename(partName.c_str(), path.c_str()) != 0)) reason = systemReason();
-  if (!reason.empty()) unlink(partName.c_str());
-  return reason;
+  if (!writeReason.empty()) return writeReason;
+  return reason.empty() ? file->finish() : reason;
 }
 
 std::string sentence(const std::string& path, const char* what, const std::string& reason) {

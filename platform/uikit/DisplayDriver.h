@@ -32,6 +32,7 @@ class NativeWindowEvents {
   virtual void pointerLost() = 0;
   virtual void scrolled(CGPoint location, double steps) = 0;
   virtual void keyPressed(const UIKey& key) = 0;
+  virtual void keyReleased(const UIKey& key) = 0;
 };
 
 /// A window of the window system, made hidden. Main thread.

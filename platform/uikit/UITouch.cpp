@@ -3,6 +3,7 @@
 #include <ZELPlatform/UIView.h>
 #include <ZELPlatform/UIWindow.h>
 
+#include <algorithm>
 #include <utility>
 
 UITouch::UITouch(int64_t identifier, std::weak_ptr<UIWindow> window, const std::shared_ptr<UIView>& view,
@@ -26,5 +27,5 @@ void UITouch::update(UITouchPhase phase, CGPoint locationInWindow, double timest
   phase_ = phase;
   previousLocation_ = location_;
   location_ = locationInWindow;
-  timestamp_ = timestamp;
+  timestamp_ = std::max(timestamp_, timestamp);
 }

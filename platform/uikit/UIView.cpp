@@ -1,6 +1,7 @@
 #include <ZELPlatform/UIView.h>
 
 #include <ZELPlatform/Dispatch.h>
+#include <ZELPlatform/UIGestureRecognizer.h>
 #include <ZELPlatform/UIWindow.h>
 
 #include <algorithm>
@@ -123,6 +124,11 @@ void UIView::enterWindow(const std::shared_ptr<UIWindow>& window) {
     view->window_ = window;
   }
   for (const std::shared_ptr<UIView>& view : views) {
+    for (const std::shared_ptr<UIGestureRecognizer>& recognizer : std::vector(view->gestureRecognizers_)) {
+      recognizer->abandonTouches();
+    }
+  }
+  for (const std::shared_ptr<UIView>& view : views) {
     // A view that was told before may have taken this one out again.
     if (view->window() == window) {
       view->didMoveToWindow();
@@ -220,5 +226,36 @@ void UIView::touchesEnded(const UITouchSet& touches) {
 void UIView::touchesCancelled(const UITouchSet& touches) {
   if (const std::shared_ptr<UIView> parent = superview()) {
     parent->touchesCancelled(touches);
+  }
+}
+
+// Gesture recognisers.
+
+void UIView::addGestureRecognizer(const std::shared_ptr<UIGestureRecognizer>& recognizer) {
+  if (!recognizer || recognizer->view().get() == this) {
+    return;
+  }
+  const std::shared_ptr<UIView> self = shared_from_this();
+  if (const std::shared_ptr<UIView> old = recognizer->view()) {
+    old->removeGestureRecognizer(recognizer);
+  }
+  // Its cancelled gesture may have taken it elsewhere.
+  if (!recognizer->view()) {
+    recognizer->view_ = self;
+    gestureRecognizers_.push_back(recognizer);
+  }
+}
+
+void UIView::removeGestureRecognizer(const std::shared_ptr<UIGestureRecognizer>& recognizer) {
+  if (!recognizer || recognizer->view().get() != this) {
+    return;
+  }
+  // The caller's reference may be this view's own, or go away as the gesture is cancelled.
+  const std::shared_ptr<UIView> self = shared_from_this();
+  const std::shared_ptr<UIGestureRecognizer> removed = recognizer;
+  removed->abandonTouches();
+  if (removed->view() == self) {
+    removed->view_.reset();
+    std::erase(gestureRecognizers_, removed);
   }
 }

@@ -6,26 +6,22 @@
 #include <ZELPlatform/Dispatch.h>
 #include <ZELPlatform/Foundation.h>
 #include <ZELPlatform/UIApplication.h>
+#include <ZELPlatform/UIGestureRecognizer.h>
 #include <ZELPlatform/UIScreen.h>
 
 #include <algorithm>
+#include <cmath>
 #include <utility>
 
 namespace {
 
-/// Tells the view that was hit how its touch went on.
-void deliverChange(const std::shared_ptr<UITouch>& touch) {
-  const std::shared_ptr<UIView> view = touch->view();
-  if (!view) {
-    return;
-  }
-  if (touch->phase() == UITouchPhase::Moved) {
-    view->touchesMoved({touch});
-  } else if (touch->phase() == UITouchPhase::Ended) {
-    view->touchesEnded({touch});
-  } else {
-    view->touchesCancelled({touch});
-  }
+/// How far a pointer may be from the window's origin, in points: beyond every desktop, and harmless in single
+/// precision.
+constexpr double kFarthest = 1e6;
+
+bool isPlace(CGPoint location) {
+  // Neither holds for what is not a number.
+  return std::fabs(location.x) <= kFarthest && std::fabs(location.y) <= kFarthest;
 }
 
 }  // namespace
@@ -34,6 +30,7 @@ void UIWindowDelegate::windowDidRequestClose(UIWindow& /*window*/) {}
 void UIWindowDelegate::windowDidResize(UIWindow& /*window*/) {}
 void UIWindowDelegate::windowDidScroll(UIWindow& /*window*/, CGPoint /*location*/, double /*steps*/) {}
 void UIWindowDelegate::windowDidPressKey(UIWindow& /*window*/, const UIKey& /*key*/) {}
+void UIWindowDelegate::windowDidReleaseKey(UIWindow& /*window*/, const UIKey& /*key*/) {}
 void UIWindowDelegate::windowDidChangeFocus(UIWindow& /*window*/, bool /*focused*/) {}
 
 UIWindow::UIWindow(Key key) : UIView(key) {}
@@ -212,9 +209,14 @@ void UIWindow::commitScene() {
 
 void UIWindow::deliverPointer(int64_t identifier, UITouchPhase phase, CGPoint location, double timestamp) {
   const std::shared_ptr<UIView> keep = shared_from_this();
+  const bool isSound = isPlace(location) && std::isfinite(timestamp);
+  const bool isOver = phase == UITouchPhase::Ended || phase == UITouchPhase::Cancelled;
+  if (!isSound && !isOver) {
+    return;
+  }
   const auto isSame = [identifier](const auto& touch) { return touch->identifier() == identifier; };
   const auto found = std::find_if(touches_.begin(), touches_.end(), isSame);
-  std::shared_ptr<UITouch> touch = found != touches_.end() ? *found : nullptr;
+  const std::shared_ptr<UITouch> touch = found != touches_.end() ? *found : nullptr;
   if (touch && phase != UITouchPhase::Moved) {
     touches_.erase(found);
   }
@@ -223,26 +225,72 @@ void UIWindow::deliverPointer(int64_t identifier, UITouchPhase phase, CGPoint lo
       // The end of the touch before got lost.
       cancelTouch(touch);
     }
-    if (const std::shared_ptr<UIView> view = hitTest(location)) {
-      touch = std::make_shared<UITouch>(identifier, window_, view, location, timestamp);
-      touches_.push_back(touch);
-      view->touchesBegan({touch});
-    }
+    beginTouch(identifier, location, timestamp);
   } else if (touch) {
-    touch->update(phase, location, timestamp);
-    deliverChange(touch);
+    // A touch that must not stay down ends where it was last seen.
+    touch->update(phase, isSound ? location : touch->location_, isSound ? timestamp : touch->timestamp_);
+    followTouch(touch);
+  }
+}
+
+void UIWindow::beginTouch(int64_t identifier, CGPoint location, double timestamp) {
+  const std::shared_ptr<UIView> view = hitTest(location);
+  if (!view) {
+    return;
+  }
+  const auto touch = std::make_shared<UITouch>(identifier, window_, view, location, timestamp);
+  touches_.push_back(touch);
+  std::vector<std::shared_ptr<UIGestureRecognizer>> recognizers;
+  for (std::shared_ptr<UIView> above = view; above; above = above->superview()) {
+    recognizers.insert(recognizers.end(), above->gestureRecognizers().begin(), above->gestureRecognizers().end());
+  }
+  for (const std::shared_ptr<UIGestureRecognizer>& recognizer : recognizers) {
+    recognizer->offerTouch(touch);
+  }
+  bool isTaken = false;
+  for (const std::shared_ptr<UIGestureRecognizer>& recognizer : UIGestureRecognizer::recognizersOf(*touch)) {
+    recognizer->touchBegan(touch);
+    isTaken = isTaken || recognizer->isUnderWay();
+  }
+  // What was asked or told may have ended the touch again.
+  if (!isTaken && std::find(touches_.begin(), touches_.end(), touch) != touches_.end()) {
+    touch->isWithView_ = true;
+    view->touchesBegan({touch});
+  }
+}
+
+/// Tells the recognisers that have the touch, and then the view that was hit, how it went on.
+void UIWindow::followTouch(const std::shared_ptr<UITouch>& touch) {
+  for (const std::shared_ptr<UIGestureRecognizer>& recognizer : UIGestureRecognizer::recognizersOf(*touch)) {
+    recognizer->touchChanged(touch);
+  }
+  const std::shared_ptr<UIView> view = touch->view();
+  if (!touch->isWithView_ || !view) {
+    return;
+  }
+  if (touch->phase() == UITouchPhase::Moved) {
+    view->touchesMoved({touch});
+    return;
+  }
+  touch->isWithView_ = false;
+  if (touch->phase() == UITouchPhase::Ended) {
+    view->touchesEnded({touch});
+  } else {
+    view->touchesCancelled({touch});
   }
 }
 
 void UIWindow::cancelTouches() {
+  // None when the window is being destroyed.
+  const std::shared_ptr<UIView> keep = weak_from_this().lock();
   for (const std::shared_ptr<UITouch>& touch : std::exchange(touches_, {})) {
     cancelTouch(touch);
   }
 }
 
 void UIWindow::cancelTouch(const std::shared_ptr<UITouch>& touch) {
-  touch->update(UITouchPhase::Cancelled, touch->locationInView(nullptr), CACurrentMediaTime());
-  deliverChange(touch);
+  touch->update(UITouchPhase::Cancelled, touch->location_, CACurrentMediaTime());
+  followTouch(touch);
 }
 
 void UIWindow::deliverScroll(CGPoint location, double steps) {
@@ -256,5 +304,12 @@ void UIWindow::deliverKey(const UIKey& key) {
   const std::shared_ptr<UIView> keep = shared_from_this();
   if (const std::shared_ptr<UIWindowDelegate> delegate = delegate_.lock()) {
     delegate->windowDidPressKey(*this, key);
+  }
+}
+
+void UIWindow::deliverKeyUp(const UIKey& key) {
+  const std::shared_ptr<UIView> keep = shared_from_this();
+  if (const std::shared_ptr<UIWindowDelegate> delegate = delegate_.lock()) {
+    delegate->windowDidReleaseKey(*this, key);
   }
 }

@@ -139,3 +139,5 @@ void UIWindow::Native::pointerLost() { owner.cancelTouches(); }
 void UIWindow::Native::scrolled(CGPoint location, double steps) { owner.deliverScroll(location, steps); }
 
 void UIWindow::Native::keyPressed(const UIKey& key) { owner.deliverKey(key); }
+
+void UIWindow::Native::keyReleased(const UIKey& key) { owner.deliverKeyUp(key); }

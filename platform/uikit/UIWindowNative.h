@@ -29,6 +29,7 @@ struct UIWindow::Native final : ZELPlatform::NativeWindowEvents {
   void pointerLost() override;
   void scrolled(CGPoint location, double steps) override;
   void keyPressed(const UIKey& key) override;
+  void keyReleased(const UIKey& key) override;
 
   /// Composes the first picture on the shown window and has the display links follow it.
   void startComposing();

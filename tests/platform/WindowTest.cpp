@@ -105,6 +105,7 @@ class RecordingDelegate final : public UIWindowDelegate {
     keys.push_back(key.name);
     window.close();
   }
+  void windowDidReleaseKey(UIWindow&, const UIKey& key) override { keys.push_back(key.name + " up"); }
   std::vector<double> sizes;
   std::vector<double> steps;
   std::vector<std::string> keys;
@@ -126,8 +127,9 @@ TEST(Window, TellsItsDelegateAndMayBeClosedInTheAnswer) {
   EXPECT_THAT(delegate->sizes, ElementsAre(210, 400, 210));
   window->deliverScroll({5, 5}, -0.5);
   window->deliverKey({.name = "Escape"});
+  window->deliverKeyUp({.name = "Escape"});
   EXPECT_THAT(delegate->steps, ElementsAre(-0.5));
-  EXPECT_THAT(delegate->keys, ElementsAre("Escape"));
+  EXPECT_THAT(delegate->keys, ElementsAre("Escape", "Escape up"));
   EXPECT_FALSE(window->isVisible());
   window->makeKeyAndVisible();
   EXPECT_FALSE(window->isVisible()) << "closed is closed";

@@ -50,12 +50,14 @@ class Delegate final : public UIWindowDelegate {
     scrolls.insert(scrolls.end(), {location.x, location.y, steps});
   }
   void windowDidPressKey(UIWindow&, const UIKey& key) override { keys.push_back(key); }
+  void windowDidReleaseKey(UIWindow&, const UIKey& key) override { releasedKeys.push_back(key.name); }
   void windowDidChangeFocus(UIWindow&, bool focused) override { focusChanges.push_back(focused); }
 
   int closeRequests = 0;
   std::vector<CGSize> sizes;
   std::vector<double> scrolls;
   std::vector<UIKey> keys;
+  std::vector<std::string> releasedKeys;
   std::vector<bool> focusChanges;
 };
 
@@ -218,6 +220,10 @@ TEST_F(NativeWindow, TellsKeysByWhatTheyType) {
   EXPECT_THAT(names, ElementsAre("a", "shift b", "shift ?", "1", "shift +", "-", "Space", "Escape", "Left", "F11",
                                  "PageUp", "q"));
   EXPECT_TRUE(delegate->keys.back().control);
+
+  ASSERT_TRUE(native->xdotool("keydown Left keydown KP_Up keyup KP_Up keyup Left"));
+  EXPECT_TRUE(eventually([&] { return !delegate->releasedKeys.empty() && delegate->releasedKeys.back() == "Left"; }));
+  EXPECT_THAT(delegate->releasedKeys, testing::IsSupersetOf({"Escape", "Left", "Up", "q"}));
 }
 
 TEST_F(NativeWindow, LeavesClosingToTheHost) {

@@ -39,8 +39,24 @@ TEST(Options, EveryOptionArrives) {
   EXPECT_EQ(o.size->height, 480.0);
   EXPECT_EQ(o.scale, 1.5);
   EXPECT_TRUE(o.verbose);
+  EXPECT_EQ(o.controller, ControllerChoice::Relative);
+  EXPECT_EQ(parse({"--controller", "free"}).options->controller, ControllerChoice::Free);
+  EXPECT_EQ(parse({"--controller", "fixed"}).options->controller, ControllerChoice::Fixed);
+  EXPECT_EQ(parse({"--motion", "m"}).options->motion, "m");
+  EXPECT_EQ(parse({"--record-motion", "m"}).options->recordMotion, "m");
   EXPECT_EQ(parse({"--contact-sheet", "a"}).options->mode, Mode::ContactSheet);
   EXPECT_EQ(parse({"--save-panorama", "a"}).options->mode, Mode::SavePanorama);
+}
+
+TEST(Options, ScriptedRunsArrive) {
+  const CommandLine line = parse({"--script", "in", "--rate", "240", "--frames", "out", "--camera-log", "log"});
+  ASSERT_TRUE(line.options) << line.text;
+  EXPECT_EQ(line.options->mode, Mode::Script);
+  EXPECT_EQ(line.options->script.file, "in");
+  EXPECT_EQ(line.options->script.rate, 240.0);
+  EXPECT_EQ(line.options->script.frames, "out");
+  EXPECT_EQ(line.options->script.cameraLog, "log");
+  EXPECT_EQ(parse({"--script", "in", "--frames", "out"}).options->script.rate, 60.0);
 }
 
 class UsageError : public testing::TestWithParam<std::vector<const char*>> {};
@@ -65,6 +81,10 @@ INSTANTIATE_TEST_SUITE_P(All, UsageError,
                              {"--projection", "cube"},
                              {"--gravity", "centre"},
                              {"--backend", "metal"},
+                             {"--controller", "none"},
+                             {"--motion", ""},
+                             {"--snapshot", "a", "--motion", "b"},
+                             {"--record-motion", "a", "--contact-sheet", "b"},
                              {"--padding", "-1"},
                              {"--padding", "1.5"},
                              {"--yaw", "left"},
@@ -79,6 +99,17 @@ INSTANTIATE_TEST_SUITE_P(All, UsageError,
                              {"--size", "10x10x10"},
                              {"--size", "-5x5"},
                              {"--size", "99999x10"},
+                             {"--script", "in"},
+                             {"--script", "", "--camera-log", "log"},
+                             {"--script", "in", "--camera-log", ""},
+                             {"--script", "in", "--frames", ""},
+                             {"--script", "in", "--camera-log", "log", "--rate", "0.9"},
+                             {"--script", "in", "--camera-log", "log", "--rate", "1001"},
+                             {"--script", "in", "--camera-log", "log", "--rate", "nan"},
+                             {"--script", "in", "--camera-log", "log", "--snapshot", "out.png"},
+                             {"--rate", "60"},
+                             {"--frames", "out"},
+                             {"--camera-log", "log"},
                          }));
 
 TEST(Options, HelpListsEveryKeyAndVersionNamesBoth) {

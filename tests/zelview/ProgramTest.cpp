@@ -4,7 +4,10 @@
 #include <gtest/gtest.h>
 #include <sys/wait.h>
 
+#include <algorithm>
 #include <cstdlib>
+#include <filesystem>
+#include <fstream>
 #include <string>
 
 #include "tests/zelview/Octants.h"
@@ -154,6 +157,43 @@ TEST_F(Program, WindowShowsItsFirstPictureAndLeavesOnTermination) {
   const int status = std::system(command.c_str());
   EXPECT_EQ(WEXITSTATUS(status), 0);
   EXPECT_THAT(readText(folder_.file("err.txt")), HasSubstr("first picture: "));
+}
+
+TEST_F(Program, PlaysScripts) {
+  std::ofstream(folder_.file("in.script")) << "0.1 wheel 3 60 30\n0.2 end\n";
+  std::ofstream(folder_.file("bad.script")) << "# a comment\n0.1 whirl 3 60 30\n";
+  const std::string size = " --size 120x60 ";
+  const Outcome outcome = run("--script in.script --rate 30 --frames shots --camera-log camera.log" + size);
+  EXPECT_EQ(outcome.status, 0) << outcome.err;
+  EXPECT_EQ(outcome.err, "");
+  const std::string log = readText(folder_.file("camera.log"));
+  EXPECT_EQ(std::count(log.begin(), log.end(), '\n'), 7);
+  EXPECT_EQ(CGImageCreateWithContentsOfFile(folder_.file("shots/frame-00006.png")).image->width(), 120U);
+
+  std::filesystem::remove_all(folder_.file("shots"));
+  for (const char* script : {"bad.script", "missing.script", "."}) {
+    expectFailure(std::string("--camera-log shot.log --frames shots --script ") + script);
+  }
+  EXPECT_EQ(run("--camera-log shot.log --script bad.script").err,
+            "zelview: bad.script:2: there is no command \"whirl\".\n");
+  expectFailure("--script in.script --camera-log nowhere/shot.log");
+  expectFailure("--script in.script --frames /proc/shots");
+  expectFailure("--script in.script --camera-log shot.log --size 60000x60000");
+}
+
+TEST_F(Program, AnInterruptedScriptLeavesNoLog) {
+  std::ofstream(folder_.file("in.script")) << "86400 end\n";
+  const std::string command = "cd '" + folder_.file("") +
+                              "' || exit 9; '" ZELVIEW_PROGRAM
+                              "' --script in.script --rate 1000 --camera-log shot.log >out.txt 2>err.txt & "
+                              "program=$!; for i in $(seq 600); do ls -A | grep -q part && break; sleep 0.05; done; "
+                              "kill -TERM $program; wait $program";
+  const int status = std::system(command.c_str());
+  EXPECT_EQ(WEXITSTATUS(status), 1);
+  EXPECT_EQ(readText(folder_.file("err.txt")), "zelview: The script was interrupted.\n");
+  for (const auto& entry : std::filesystem::directory_iterator(folder_.file(""))) {
+    EXPECT_THAT(entry.path().filename(), testing::AnyOf("in.script", "out.txt", "err.txt"));
+  }
 }
 
 TEST_F(Program, WideBeyondTheTextureLimitIsScaledDown) {
