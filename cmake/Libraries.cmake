@@ -7,6 +7,9 @@ file(GLOB_RECURSE ZEL_PLATFORM_SOURCES CONFIGURE_DEPENDS
 if(NOT ZEL_WITH_WINDOWS)
   list(FILTER ZEL_PLATFORM_SOURCES EXCLUDE REGEX "/drivers/sdl/")
 endif()
+if(NOT ZEL_WITH_PLAYER)
+  list(FILTER ZEL_PLATFORM_SOURCES EXCLUDE REGEX "/avfoundation/|/drivers/(gstreamer/|MediaDrivers)")
+endif()
 
 add_library(zel_platform_objects OBJECT ${ZEL_PLATFORM_SOURCES})
 target_include_directories(zel_platform_objects
@@ -26,6 +29,9 @@ if(ZEL_WITH_WINDOWS)
     target_link_libraries(zel_platform_objects PUBLIC PkgConfig::XCB)
   endif()
 endif()
+if(ZEL_WITH_PLAYER)
+  target_link_libraries(zel_platform_objects PUBLIC PkgConfig::GSTREAMER)
+endif()
 
 file(GLOB_RECURSE ZEL_KIT_SOURCES CONFIGURE_DEPENDS
   ${PROJECT_SOURCE_DIR}/frontend/*.cpp
@@ -33,6 +39,9 @@ file(GLOB_RECURSE ZEL_KIT_SOURCES CONFIGURE_DEPENDS
   ${PROJECT_SOURCE_DIR}/sources/*.cpp
   ${PROJECT_SOURCE_DIR}/motion/*.cpp
   ${PROJECT_SOURCE_DIR}/gl/*.cpp)
+if(NOT ZEL_WITH_PLAYER)
+  list(FILTER ZEL_KIT_SOURCES EXCLUDE REGEX "/ZELAVPlayer")
+endif()
 
 add_library(zel_kit_objects OBJECT ${ZEL_KIT_SOURCES})
 target_include_directories(zel_kit_objects

@@ -11,3 +11,8 @@ if(ZEL_WITH_WINDOWS)
   pkg_check_modules(WAYLAND_EGL IMPORTED_TARGET wayland-egl)
   pkg_check_modules(XCB IMPORTED_TARGET xcb)
 endif()
+
+if(ZEL_WITH_PLAYER)
+  pkg_check_modules(GSTREAMER REQUIRED IMPORTED_TARGET gstreamer-1.0 gstreamer-app-1.0 gstreamer-video-1.0
+    gstreamer-pbutils-1.0)
+endif()

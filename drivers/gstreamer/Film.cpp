@@ -1,0 +1,422 @@
+#include "drivers/gstreamer/Film.h"
+
+#include "drivers/gstreamer/Description.h"
+#include "drivers/gstreamer/Reasons.h"
+#include "drivers/gstreamer/Sound.h"
+
+#include <gst/pbutils/pbutils.h>
+
+#include <algorithm>
+#include <cmath>
+#include <utility>
+
+namespace ZELPlatform {
+namespace {
+
+// What playbin is to do, by the numbers of its "flags" property, which has no header.
+constexpr guint kPlayVideo = 0x1;
+constexpr guint kPlayAudio = 0x2;
+constexpr guint kSoftVolume = 0x10;
+/// Nothing converts the pictures on their way: the tap takes them as they are.
+constexpr guint kNativeVideo = 0x40;
+constexpr guint kBuffering = 0x100;
+
+constexpr double kSecond = GST_SECOND;
+
+/// Empty when GStreamer has been started.
+std::string startGStreamer() {
+  static const std::string problem = [] {
+    GError* error = nullptr;
+    const bool started = gst_init_check(nullptr, nullptr, &error);
+    std::string reason = error ? error->message : "";
+    g_clear_error(&error);
+    if (!started) return "GStreamer does not start (" + reason + ")";
+    gst_pb_utils_init();
+    return std::string();
+  }();
+  return problem;
+}
+
+GstSeekFlags flagsOf(MediaSeek::Precision precision) {
+  switch (precision) {
+    case MediaSeek::Precision::NearestKey:
+      return static_cast<GstSeekFlags>(GST_SEEK_FLAG_KEY_UNIT | GST_SEEK_FLAG_SNAP_NEAREST);
+    case MediaSeek::Precision::KeyBefore:
+      return static_cast<GstSeekFlags>(GST_SEEK_FLAG_KEY_UNIT | GST_SEEK_FLAG_SNAP_BEFORE);
+    case MediaSeek::Precision::KeyAfter:
+      return static_cast<GstSeekFlags>(GST_SEEK_FLAG_KEY_UNIT | GST_SEEK_FLAG_SNAP_AFTER);
+    default:
+      return GST_SEEK_FLAG_ACCURATE;
+  }
+}
+
+}  // namespace
+
+Film::Film(std::string url, std::shared_ptr<MediaSession> session, std::shared_ptr<MediaListener> listener)
+    : url_(std::move(url)),
+      session_(std::move(session)),
+      listener_(std::move(listener)),
+      queue_(DispatchQueue::create("AVPlayerItem")) {}
+
+Film::~Film() = default;
+
+void Film::order(void (Film::*step)()) {
+  queue_->async([self = shared_from_this(), step] { (self.get()->*step)(); });
+}
+
+void Film::open() { order(&Film::start); }
+
+void Film::close() { order(&Film::stop); }
+
+void Film::setPlaying(bool playing) {
+  {
+    const std::lock_guard lock(mutex_);
+    wantsPlaying_ = playing;
+  }
+  order(&Film::applyPlaying);
+}
+
+void Film::seek(const MediaSeek& seek) {
+  {
+    const std::lock_guard lock(mutex_);
+    seeking_ = true;
+  }
+  queue_->async([self = shared_from_this(), seek] { self->applySeek(seek); });
+}
+
+void Film::setVolume(double volume) {
+  {
+    const std::lock_guard lock(mutex_);
+    volume_ = volume;
+  }
+  queue_->async([self = shared_from_this(), volume] {
+    if (self->playbin_) g_object_set(self->playbin_.get(), "volume", volume, nullptr);
+  });
+}
+
+void Film::setMuted(bool muted) {
+  {
+    const std::lock_guard lock(mutex_);
+    muted_ = muted;
+  }
+  queue_->async([self = shared_from_this(), muted] {
+    if (self->playbin_) g_object_set(self->playbin_.get(), "mute", static_cast<gboolean>(muted), nullptr);
+  });
+}
+
+// Orders, on the film's queue.
+
+void Film::start() {
+  std::string problem = problemOfFile(url_);
+  if (problem.empty()) problem = startGStreamer();
+  if (problem.empty()) problem = openPlaybin();
+  if (!problem.empty()) {
+    fail(problem);
+    return;
+  }
+  const GstStateChangeReturn result = gst_element_set_state(playbin_.get(), GST_STATE_PAUSED);
+  // What went wrong is on the bus.
+  if (result == GST_STATE_CHANGE_FAILURE) fail("it cannot be opened");
+  if (result != GST_STATE_CHANGE_NO_PREROLL) return;
+  // A camera or a live stream gives its first frame only when it runs.
+  {
+    const std::lock_guard lock(mutex_);
+    isLive_ = true;
+  }
+  gst_element_set_state(playbin_.get(), GST_STATE_PLAYING);
+}
+
+/// Returns why there is none, or an empty string.
+std::string Film::openPlaybin() {
+  const std::string url = asURL(url_);
+  if (url.empty()) return "its name is not one that a file can have";
+  GstElement* playbin = gst_element_factory_make("playbin3", nullptr);
+  if (!playbin)
+    return "the element playbin3 is not installed (on Debian, the package gstreamer1.0-plugins-base has it)";
+  playbin_.reset(GST_ELEMENT(gst_object_ref_sink(playbin)));
+  tap_ = std::make_unique<VideoTap>(session_, VideoTap::Events{[this] { frameArrived(); }, [this] { reportEnd(); },
+                                                               [weak = weak_from_this()] {
+                                                                 if (const auto film = weak.lock())
+                                                                   film->order(&Film::describeAgain);
+                                                               }});
+  const guint sound = session_->isStepped ? 0 : kPlayAudio | kSoftVolume | kBuffering;
+  g_signal_connect(playbin, "deep-element-added", G_CALLBACK(keepSoundInStep), nullptr);
+  g_object_set(playbin, "uri", url.c_str(), "flags", kPlayVideo | kNativeVideo | sound, "video-sink", tap_->sink(),
+               "volume", volume_, "mute", static_cast<gboolean>(muted_), nullptr);
+  g_object_set(playbin, "audio-sink", makeSoundSink(), "audio-filter", makePitchKeeper(), nullptr);
+  // The clock that host time comes from; sound is made to follow it.
+  const GstPointer<GstClock> clock(gst_system_clock_obtain());
+  gst_pipeline_use_clock(GST_PIPELINE(playbin), clock.get());
+  const GstPointer<GstBus> bus(gst_element_get_bus(playbin));
+  gst_bus_set_sync_handler(bus.get(), message, this, nullptr);
+  return "";
+}
+
+void Film::stop() {
+  closed_ = true;
+  session_->frames.close();
+  if (!playbin_) return;
+  gst_element_set_state(playbin_.get(), GST_STATE_NULL);
+  const GstPointer<GstBus> bus(gst_element_get_bus(playbin_.get()));
+  gst_bus_set_sync_handler(bus.get(), nullptr, nullptr, nullptr);
+  tap_->close();
+  playbin_ = nullptr;
+  tap_ = nullptr;
+}
+
+void Film::applyPlaying() {
+  if (closed_ || !playbin_) return;
+  bool playing = false;
+  {
+    const std::lock_guard lock(mutex_);
+    if (opening_ != Opening::Ready) return;
+    playing = wantsPlaying_;
+    if (!playing) isPlaying_ = false;
+  }
+  gst_element_set_state(playbin_.get(), playing ? GST_STATE_PLAYING : GST_STATE_PAUSED);
+  if (!playing) holdTimeline();
+}
+
+void Film::applySeek(const MediaSeek& seek) {
+  if (closed_ || !playbin_) return;
+  tap_->expectSequence();
+  const auto flags = static_cast<GstSeekFlags>(GST_SEEK_FLAG_FLUSH | flagsOf(seek.precision));
+  const auto position = static_cast<gint64>(std::llround(seek.time * kSecond));
+  if (gst_element_seek(playbin_.get(), seek.rate, GST_FORMAT_TIME, flags, GST_SEEK_TYPE_SET, position,
+                       GST_SEEK_TYPE_NONE, 0)) {
+    return;
+  }
+  tap_->resumeSequence();
+  bool playing = false;
+  {
+    const std::lock_guard lock(mutex_);
+    seeking_ = false;
+    playing = isPlaying_;
+  }
+  if (playing) {
+    clockStarted();
+  } else {
+    holdTimeline();
+  }
+  listener_->seekFinished(false);
+}
+
+void Film::describeAgain() {
+  if (closed_ || !playbin_) return;
+  {
+    const std::lock_guard lock(mutex_);
+    if (opening_ != Opening::Ready) return;
+  }
+  listener_->described(describe());
+}
+
+void Film::fail(const std::string& reason) {
+  bool wasReady = false;
+  {
+    const std::lock_guard lock(mutex_);
+    wasReady = opening_ == Opening::Ready;
+    if (std::exchange(opening_, Opening::Failed) == Opening::Failed) return;
+  }
+  listener_->failed("The video \"" + url_ + "\" cannot be played" + (wasReady ? " any further: " : ": ") + reason +
+                    ".");
+}
+
+MediaDescription Film::describe() {
+  MediaDescription description;
+  describeTimes(playbin_.get(), &description);
+  const std::optional<GstVideoInfo> info = tap_->videoInfo();
+  if (info) description.presentationSize = presentationSizeOf(*info);
+  const std::lock_guard lock(mutex_);
+  if (isLive_) description.seekable = false;
+  description.tracks = tracksOf(streams_.get(), info);
+  description.orientation = orientation_;
+  return description;
+}
+
+/// The pipeline has all that it needs to play.
+void Film::finishOpening() {
+  if (closed_ || !playbin_) return;
+  if (!tap_->videoInfo()) {
+    std::string missing;
+    {
+      const std::lock_guard lock(mutex_);
+      missing = missing_;
+    }
+    fail(missing.empty() ? "it has no video track" : missing);
+    return;
+  }
+  const MediaDescription description = describe();
+  bool standsNow = false;
+  {
+    const std::lock_guard lock(mutex_);
+    if (opening_ != Opening::Underway) return;
+    opening_ = Opening::Ready;
+    standsNow = isLive_ && !wantsPlaying_;
+  }
+  if (standsNow) applyPlaying();
+  listener_->ready(description);
+}
+
+// Reports, on GStreamer's threads.
+
+GstBusSyncReply Film::message(GstBus* /*bus*/, GstMessage* message, gpointer film) {
+  static_cast<Film*>(film)->handle(message);
+  gst_message_unref(message);
+  return GST_BUS_DROP;
+}
+
+void Film::handle(GstMessage* message) {
+  const bool fromPipeline = GST_MESSAGE_SRC(message) == GST_OBJECT_CAST(playbin_.get());
+  switch (GST_MESSAGE_TYPE(message)) {
+    case GST_MESSAGE_ERROR: {
+      std::string missing;
+      {
+        const std::lock_guard lock(mutex_);
+        missing = missing_;
+      }
+      fail(missing.empty() ? reasonOf(message) : missing);
+      break;
+    }
+    case GST_MESSAGE_ELEMENT: {
+      std::string missing = missingPlugin(message);
+      const std::lock_guard lock(mutex_);
+      if (!missing.empty()) missing_ = std::move(missing);
+      break;
+    }
+    case GST_MESSAGE_STREAM_COLLECTION: {
+      GstStreamCollection* streams = nullptr;
+      gst_message_parse_stream_collection(message, &streams);
+      const std::lock_guard lock(mutex_);
+      streams_.reset(streams);
+      break;
+    }
+    case GST_MESSAGE_TAG: {
+      GstTagList* raw = nullptr;
+      gst_message_parse_tag(message, &raw);
+      const GstMiniPointer<GstTagList> tags(raw);
+      const auto orientation = orientationOf(tags.get());
+      const std::lock_guard lock(mutex_);
+      if (orientation) orientation_ = *orientation;
+      break;
+    }
+    case GST_MESSAGE_STATE_CHANGED: {
+      GstState now = GST_STATE_VOID_PENDING;
+      gst_message_parse_state_changed(message, nullptr, &now, nullptr);
+      if (fromPipeline && now == GST_STATE_PLAYING) clockStarted();
+      break;
+    }
+    case GST_MESSAGE_ASYNC_DONE:
+      if (fromPipeline) prerolled();
+      break;
+    case GST_MESSAGE_BUFFERING:
+      noteBuffering(message);
+      break;
+    case GST_MESSAGE_EOS: {
+      {
+        const std::lock_guard lock(mutex_);
+        if (seeking_) break;
+        atEnd_ = true;
+      }
+      reportEnd();
+      break;
+    }
+    case GST_MESSAGE_LATENCY:
+      queue_->async([self = shared_from_this()] {
+        if (self->playbin_) gst_bin_recalculate_latency(GST_BIN(self->playbin_.get()));
+      });
+      break;
+    case GST_MESSAGE_DURATION_CHANGED:
+      order(&Film::describeAgain);
+      break;
+    default:
+      break;
+  }
+}
+
+/// The pipeline's clock goes: from now on item time does too.
+void Film::clockStarted() {
+  {
+    const std::lock_guard lock(mutex_);
+    isPlaying_ = true;
+    if (seeking_ || session_->isStepped || (opening_ == Opening::Ready && !wantsPlaying_)) return;
+  }
+  const std::optional<VideoTap::Line> line = tap_->line();
+  if (!line) return;
+  double latency = 0.0;
+  if (isLive_) {
+    const GstMiniPointer<GstQuery> query(gst_query_new_latency());
+    GstClockTime least = 0;
+    if (gst_element_query(playbin_.get(), query.get())) {
+      gst_query_parse_latency(query.get(), nullptr, &least, nullptr);
+    }
+    latency = static_cast<double>(least) / kSecond;
+  }
+  const double base = static_cast<double>(gst_element_get_base_time(playbin_.get())) / kSecond;
+  session_->timeline.run(base + latency + line->runningTime, line->itemTime, line->rate);
+  session_->frames.wake();
+}
+
+/// Holds item time where the pipeline stopped.
+void Film::holdTimeline() {
+  const std::optional<VideoTap::Line> line = tap_->line();
+  {
+    const std::lock_guard lock(mutex_);
+    if (seeking_ || session_->isStepped || !line) return;
+  }
+  const GstClockTime stopped = gst_element_get_start_time(playbin_.get());
+  if (GST_CLOCK_TIME_IS_VALID(stopped)) {
+    session_->timeline.hold(line->itemTimeAt(static_cast<double>(stopped) / kSecond));
+    session_->frames.wake();
+  }
+}
+
+/// Every sink has something: the film is open, or a seek has arrived.
+void Film::prerolled() {
+  const bool arrived = tap_->hasArrived();
+  {
+    const std::lock_guard lock(mutex_);
+    if (opening_ == Opening::Underway) {
+      // Without a first frame a live film only waits for it; another has no picture.
+      if ((arrived || !isLive_) && !std::exchange(finishing_, true)) order(&Film::finishOpening);
+      return;
+    }
+    if (opening_ == Opening::Failed || !arrived || !std::exchange(seeking_, false)) return;
+    atEnd_ = false;
+  }
+  if (const std::optional<VideoTap::Line> line = tap_->line(); line && !session_->isStepped) {
+    session_->timeline.hold(line->itemTime);
+    session_->frames.wake();
+  }
+  listener_->seekFinished(true);
+}
+
+/// Live films do not tell in any other way that they run.
+void Film::frameArrived() {
+  {
+    const std::lock_guard lock(mutex_);
+    if (!isLive_ || opening_ != Opening::Underway || std::exchange(finishing_, true)) return;
+  }
+  order(&Film::finishOpening);
+}
+
+void Film::noteBuffering(GstMessage* message) {
+  gint percent = 100;
+  gst_message_parse_buffering(message, &percent);
+  {
+    const std::lock_guard lock(mutex_);
+    if (isLive_ || session_->isStepped) return;
+  }
+  listener_->buffered(std::clamp(percent, 0, 100) / 100.0);
+}
+
+/// The end is there when the pipeline says so and the last frame has come through the tap.
+void Film::reportEnd() {
+  if (!tap_->isDrained()) return;
+  {
+    const std::lock_guard lock(mutex_);
+    if (!atEnd_) return;
+  }
+  listener_->ended();
+}
+
+}  // namespace ZELPlatform
