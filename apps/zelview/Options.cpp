@@ -74,7 +74,10 @@ void describeInteraction(CLI::App& app, RawOptions& raw) {
 
 void describe(CLI::App& app, RawOptions& raw) {
   Options& o = raw.options;
-  app.add_option("picture", o.picture, "Picture to show; without one, a built-in panorama")->type_name("FILE");
+  app.add_option("file", o.video.inputs,
+                 "Picture to show, or videos one after the other: files, or URLs such as http://, rtsp:// and v4l2://; "
+                 "without one, a built-in panorama")
+      ->type_name("FILE");
   const char* outputs = "Instead of opening a window";
   CLI::Option* snapshot = app.add_option("--snapshot", raw.snapshot, "Render off screen into this PNG file");
   CLI::Option* sheet =
@@ -87,7 +90,7 @@ void describe(CLI::App& app, RawOptions& raw) {
   describeScript(app, o.script);
 
   app.add_option("--projection", raw.projection,
-                 "How the picture is laid out; auto decides by GPano metadata, then by a 2:1 shape")
+                 "How it is laid out; auto decides by GPano or spherical metadata, then by a 2:1 shape")
       ->type_name("NAME")
       ->check(CLI::IsMember({"auto", "flat", "equirectangular", "cubemap", "segmentedsphere"}))
       ->capture_default_str();
@@ -111,6 +114,7 @@ void describe(CLI::App& app, RawOptions& raw) {
       ->capture_default_str();
   app.add_flag("--verbose", o.verbose, "Say on standard error what is used and how long it takes");
   describeInteraction(app, raw);
+  describeVideo(app, o.video);
   app.set_version_flag("--version", versionText(), "Print the versions of the program and of the library");
   app.set_help_flag("--help", "Print this help");
   app.footer(keysText() + "\n" + std::string(scriptHelp()));
@@ -123,6 +127,7 @@ ControllerChoice controllerNamed(const std::string& name) {
 
 Options finish(RawOptions raw) {
   Options options = std::move(raw.options);
+  if (!options.video.inputs.empty()) options.picture = options.video.inputs.front();
   if (!raw.snapshot.empty()) {
     options.mode = Mode::Snapshot;
     options.output = raw.snapshot;
@@ -146,7 +151,7 @@ Options finish(RawOptions raw) {
 }  // namespace
 
 CommandLine parseCommandLine(int argc, const char* const* argv) {
-  CLI::App app("Shows 360-degree and flat pictures.", "zelview");
+  CLI::App app("Shows 360-degree and flat pictures and videos. (\"zelview render\" writes videos: see zelview render --help.)", "zelview");
   RawOptions raw;
   describe(app, raw);
   try {
@@ -158,8 +163,8 @@ CommandLine parseCommandLine(int argc, const char* const* argv) {
       }
     }
     checkScript(app);
-    if (!raw.savePanorama.empty() && !raw.options.picture.empty()) {
-      throw CLI::ValidationError("--save-panorama", "writes the built-in panorama and takes no picture");
+    if (!raw.savePanorama.empty() && !raw.options.video.inputs.empty()) {
+      throw CLI::ValidationError("--save-panorama", "writes the built-in panorama and takes no file");
     }
   } catch (const CLI::CallForHelp&) {
     return {std::nullopt, 0, app.help()};

@@ -1,6 +1,11 @@
 #include "apps/zelview/VideoProjection.h"
 
+#include <charconv>
 #include <cmath>
+#include <cstdio>
+#include <filesystem>
+#include <string_view>
+#include <system_error>
 
 namespace zelview {
 namespace {
@@ -35,6 +40,29 @@ void nameTheRest(const SphericalMetadata& metadata, std::vector<std::string>& wa
   if (metadata.isTurned()) warnings.push_back("The video's metadata turn the sphere: it is shown without that turn.");
 }
 
+/// The path that a file's URL names; of anything else, what was given.
+std::string localPath(const std::string& fileOrURL) {
+  constexpr std::string_view kScheme = "file://";
+  if (!fileOrURL.starts_with(kScheme)) return fileOrURL;
+  std::string path;
+  for (size_t i = kScheme.size(); i < fileOrURL.size(); ++i) {
+    unsigned byte = static_cast<unsigned char>(fileOrURL[i]);
+    if (byte == '%' && i + 2 < fileOrURL.size() &&
+        std::from_chars(&fileOrURL[i + 1], &fileOrURL[i + 1] + 2, byte, 16).ptr == &fileOrURL[i + 1] + 2) {
+      i += 2;
+    }
+    path.push_back(static_cast<char>(byte));
+  }
+  return path;
+}
+
+std::optional<SphericalMetadata> metadataOf(const std::string& fileOrURL) {
+  const std::string path = localPath(fileOrURL);
+  std::error_code ignored;
+  // Reading anything but a file may wait for ever.
+  return std::filesystem::is_regular_file(path, ignored) ? readSphericalMetadata(path) : std::nullopt;
+}
+
 }  // namespace
 
 VideoProjectionChoice chooseVideoProjection(const std::optional<SphericalMetadata>& metadata, size_t width,
@@ -58,6 +86,15 @@ VideoProjectionChoice chooseVideoProjection(const std::optional<SphericalMetadat
                               ") cannot be shown as a sphere: it is shown flat (see --projection).");
   }
   return choice;
+}
+
+ZELProjectionType decideVideoProjection(std::optional<ZELProjectionType> wanted, const std::string& fileOrURL,
+                                        size_t width, size_t height) {
+  if (wanted) return *wanted;
+  const VideoProjectionChoice choice = chooseVideoProjection(metadataOf(fileOrURL), width, height);
+  std::printf("projection: %s (%s)\n", ZELProjectionTypeName(choice.projection), choice.reason.c_str());
+  for (const std::string& warning : choice.warnings) std::fprintf(stderr, "zelview: %s\n", warning.c_str());
+  return choice.projection;
 }
 
 }  // namespace zelview

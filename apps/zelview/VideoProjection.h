@@ -23,4 +23,9 @@ struct VideoProjectionChoice {
 VideoProjectionChoice chooseVideoProjection(const std::optional<SphericalMetadata>& metadata, size_t width,
                                             size_t height);
 
+/// The projection of the video in that file or at that URL: what is asked for, else as above, which it prints with its
+/// reason on standard output, and the warnings on standard error. Reads the file's headers; blocks.
+ZELProjectionType decideVideoProjection(std::optional<ZELProjectionType> wanted, const std::string& fileOrURL,
+                                        size_t width, size_t height);
+
 }  // namespace zelview

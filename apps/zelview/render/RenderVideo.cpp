@@ -62,14 +62,6 @@ void startDisplay(CGSize size) {
   if (const std::string reason = EAGLContext::unavailableReason(); !reason.empty()) throw ViewerError(reason);
 }
 
-ZELProjectionType decideProjection(const RenderOptions& options, size_t width, size_t height) {
-  if (options.projection) return *options.projection;
-  const VideoProjectionChoice choice = chooseVideoProjection(readSphericalMetadata(options.input), width, height);
-  std::printf("projection: %s (%s)\n", ZELProjectionTypeName(choice.projection), choice.reason.c_str());
-  for (const std::string& warning : choice.warnings) std::fprintf(stderr, "zelview: %s\n", warning.c_str());
-  return choice.projection;
-}
-
 }  // namespace
 
 int renderVideo(const RenderOptions& options) {
@@ -88,7 +80,8 @@ int renderVideo(const RenderOptions& options) {
   settings.framesPerSecond = options.framesPerSecond;
   settings.quality = options.quality;
   Transcoder transcoder(settings);
-  const ZELProjectionType type = decideProjection(options, transcoder.inputWidth(), transcoder.inputHeight());
+  const ZELProjectionType type = decideVideoProjection(options.projection, options.input, transcoder.inputWidth(),
+                                                       transcoder.inputHeight());
   if (options.verbose) {
     std::fprintf(stderr, "drawn by: %s\nvideo: %zux%zu pixels, sound %s\n", EAGLContext::rendererDescription().c_str(),
                  transcoder.inputWidth(), transcoder.inputHeight(), transcoder.soundDescription().c_str());
