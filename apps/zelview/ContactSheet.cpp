@@ -102,7 +102,7 @@ std::shared_ptr<CGImage> makeContactSheet(const Options& options, PictureContent
   for (size_t i = 0; i < tiles.size(); ++i) {
     const Tile& tile = tiles[i];
     const std::shared_ptr<CGImage> picture = renderer.render(
-        content.imageFor(tile.layout), [&] { return makeProjection(tile.projection, tile.gravity, options.padding); },
+        content.sourceFor(tile.layout), [&] { return makeProjection(tile.projection, tile.gravity, options.padding); },
         tile.camera);
     const CGPoint origin = tileOrigin(i, tileWidth, tileHeight);
     sheet.drawImage(*picture, origin);

@@ -10,7 +10,7 @@ struct KeyHelp {
 };
 
 /// What the mouse and the keys of the window do: the text of `--help` and of the overlay.
-inline constexpr std::array<KeyHelp, 15> kKeyHelp = {{
+inline constexpr std::array<KeyHelp, 20> kKeyHelp = {{
     {"drag", "turn the camera, or fling it"},
     {"wheel, pinch, + -", "zoom"},
     {"arrow keys", "turn by 5 degrees; hold to go on turning"},
@@ -22,6 +22,11 @@ inline constexpr std::array<KeyHelp, 15> kKeyHelp = {{
     {"g", "fit or fill (flat pictures)"},
     {"m", "mirror"},
     {"r", "back to where the window began"},
+    {"Space", "pause or go on (videos)"},
+    {", .", "5 seconds back or on; with Shift, 30"},
+    {"drag the bar below", "look for another place; it shows when the mouse moves"},
+    {"a", "sound off or on"},
+    {"b, n", "previous or next video"},
     {"s", "save a snapshot in the working directory"},
     {"f, F11", "full screen"},
     {"?", "show or hide this list"},

@@ -7,7 +7,6 @@
 #include <algorithm>
 #include <cmath>
 
-#include "apps/zelview/PictureContent.h"
 #include "apps/zelview/ViewerError.h"
 
 namespace zelview {
@@ -52,12 +51,9 @@ OffscreenRenderer::~OffscreenRenderer() {
 }
 
 std::shared_ptr<CGImage> OffscreenRenderer::render(
-    const std::shared_ptr<CGImage>& image, const std::function<std::shared_ptr<ZELProjection>()>& makeProjection,
+    const std::shared_ptr<ZELPixelBufferSource>& source, const std::function<std::shared_ptr<ZELProjection>()>& makeProjection,
     const Camera& camera) {
-  if (image != image_) {
-    image_ = image;
-    source_ = makeSource(image);
-  }
+  source_ = source;
   controller_->setCamera(camera);
   view_->setZoom(camera.zoom);
   draw(makeProjection());

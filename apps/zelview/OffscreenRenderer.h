@@ -1,6 +1,6 @@
 #pragma once
 
-#include <ZELKit/ZELDirectPixelBufferSource.h>
+#include <ZELKit/ZELPixelBufferSource.h>
 #include <ZELKit/ZELProjection.h>
 #include <ZELKit/ZELRenderView.h>
 #include <ZELPlatform/CoreGraphics.h>
@@ -25,9 +25,9 @@ class OffscreenRenderer {
   explicit OffscreenRenderer(CGSize size);
   ~OffscreenRenderer();
 
-  /// The image seen through the projection by the camera. `makeProjection` is called twice and yields a new object each
+  /// The source's frame seen through the projection by the camera. `makeProjection` is called twice and yields a new object each
   /// time. Blocks until the picture is finished; throws `ViewerError` when it is not within half a minute.
-  std::shared_ptr<CGImage> render(const std::shared_ptr<CGImage>& image,
+  std::shared_ptr<CGImage> render(const std::shared_ptr<ZELPixelBufferSource>& source,
                                   const std::function<std::shared_ptr<ZELProjection>()>& makeProjection,
                                   const Camera& camera);
 
@@ -40,8 +40,7 @@ class OffscreenRenderer {
   std::shared_ptr<UIWindow> window_;
   std::shared_ptr<ZELRenderView> view_;
   std::shared_ptr<CameraController> controller_;
-  std::shared_ptr<CGImage> image_;
-  std::shared_ptr<ZELDirectPixelBufferSource> source_;
+  std::shared_ptr<ZELPixelBufferSource> source_;
 };
 
 }  // namespace zelview

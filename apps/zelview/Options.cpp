@@ -4,14 +4,11 @@
 
 #include <CLI/CLI.hpp>
 
-#include <algorithm>
-#include <charconv>
 #include <iomanip>
 #include <sstream>
-#include <string_view>
 
+#include "apps/zelview/CommandLineChecks.h"
 #include "apps/zelview/KeyHelp.h"
-#include "apps/zelview/OptionChecks.h"
 #include "apps/zelview/Script.h"
 
 namespace zelview {
@@ -19,7 +16,6 @@ namespace {
 
 constexpr int kUsageError = 2;
 constexpr int kLargestSide = 65536;
-constexpr double kLargestAngle = 36000.0;
 constexpr double kSmallestScale = 0.1;
 constexpr double kLargestScale = 16.0;
 
@@ -37,23 +33,7 @@ struct RawOptions {
   double scale = 0.0;
 };
 
-std::optional<CGSize> parseSize(std::string_view text) {
-  const size_t cross = text.find('x');
-  if (cross == std::string_view::npos) return std::nullopt;
-  const auto number = [](std::string_view digits) {
-    int value = 0;
-    const auto [end, error] = std::from_chars(digits.data(), digits.data() + digits.size(), value);
-    return error == std::errc() && end == digits.data() + digits.size() ? value : 0;
-  };
-  const int width = number(text.substr(0, cross));
-  const int height = number(text.substr(cross + 1));
-  if (width < 1 || height < 1 || width > kLargestSide || height > kLargestSide) return std::nullopt;
-  return CGSizeMake(width, height);
-}
-
-std::string checkSize(const std::string& text) {
-  return parseSize(text) ? std::string() : "'" + text + "' is not a size such as 1280x720 (sides of 1 to 65536 points)";
-}
+std::string checkSize(const std::string& text) { return parseSize(text) ? std::string() : sizeComplaint(text); }
 
 std::string versionText() {
   // The library's line is "@(#)PROGRAM:ZELKit  PROJECT:ZELKit-1" and a newline: what follows the marker is for people.
@@ -94,7 +74,10 @@ void describeInteraction(CLI::App& app, RawOptions& raw) {
 
 void describe(CLI::App& app, RawOptions& raw) {
   Options& o = raw.options;
-  app.add_option("picture", o.picture, "Picture to show; without one, a built-in panorama")->type_name("FILE");
+  app.add_option("file", o.video.inputs,
+                 "Picture to show, or videos one after the other: files, or URLs such as http://, rtsp:// and v4l2://; "
+                 "without one, a built-in panorama")
+      ->type_name("FILE");
   const char* outputs = "Instead of opening a window";
   CLI::Option* snapshot = app.add_option("--snapshot", raw.snapshot, "Render off screen into this PNG file");
   CLI::Option* sheet =
@@ -107,7 +90,7 @@ void describe(CLI::App& app, RawOptions& raw) {
   describeScript(app, o.script);
 
   app.add_option("--projection", raw.projection,
-                 "How the picture is laid out; auto decides by GPano metadata, then by a 2:1 shape")
+                 "How it is laid out; auto decides by GPano or spherical metadata, then by a 2:1 shape")
       ->type_name("NAME")
       ->check(CLI::IsMember({"auto", "flat", "equirectangular", "cubemap", "segmentedsphere"}))
       ->capture_default_str();
@@ -118,17 +101,7 @@ void describe(CLI::App& app, RawOptions& raw) {
   app.add_option("--padding", o.padding, "Pixels at each border of each cube face that are not shown")
       ->check(numberBetween(0, kLargestSide))
       ->type_name("N");
-  app.add_option("--yaw", o.camera.yaw, "Degrees to the right")
-      ->check(numberBetween(-kLargestAngle, kLargestAngle))
-      ->type_name("A");
-  app.add_option("--pitch", o.camera.pitch, "Degrees up, -90 to 90")->check(numberBetween(-90, 90))->type_name("A");
-  app.add_option("--roll", o.camera.roll, "Degrees that the camera is turned clockwise; not in the window")
-      ->check(numberBetween(-kLargestAngle, kLargestAngle))
-      ->type_name("A");
-  app.add_option("--zoom", o.camera.zoom, "Magnification, 0.3 to 10; at 1 the longer side spans about 96 degrees")
-      ->check(numberBetween(kSmallestZoom, kLargestZoom))
-      ->type_name("Z");
-  app.add_flag("--mirror", o.camera.mirror, "Exchange left and right of the sphere");
+  addCameraOptions(app, o.camera);
   app.add_option("--size", raw.size, "Size of the view in points (default 1280x720)")
       ->check(CLI::Validator(checkSize, ""))
       ->type_name("WxH");
@@ -141,15 +114,10 @@ void describe(CLI::App& app, RawOptions& raw) {
       ->capture_default_str();
   app.add_flag("--verbose", o.verbose, "Say on standard error what is used and how long it takes");
   describeInteraction(app, raw);
+  describeVideo(app, o.video);
   app.set_version_flag("--version", versionText(), "Print the versions of the program and of the library");
   app.set_help_flag("--help", "Print this help");
   app.footer(keysText() + "\n" + std::string(scriptHelp()));
-}
-
-ZELProjectionType projectionNamed(const std::string& name) {
-  ZELProjectionType type = ZELProjectionTypeFlat;
-  while (name != ZELProjectionTypeName(type)) ++type;
-  return type;
 }
 
 ControllerChoice controllerNamed(const std::string& name) {
@@ -159,6 +127,7 @@ ControllerChoice controllerNamed(const std::string& name) {
 
 Options finish(RawOptions raw) {
   Options options = std::move(raw.options);
+  if (!options.video.inputs.empty()) options.picture = options.video.inputs.front();
   if (!raw.snapshot.empty()) {
     options.mode = Mode::Snapshot;
     options.output = raw.snapshot;
@@ -179,17 +148,10 @@ Options finish(RawOptions raw) {
   return options;
 }
 
-/// One line: some of the parser's messages have more.
-std::string oneLine(std::string text) {
-  std::replace(text.begin(), text.end(), '\n', ' ');
-  while (!text.empty() && (text.back() == ' ' || text.back() == '.')) text.pop_back();
-  return text;
-}
-
 }  // namespace
 
 CommandLine parseCommandLine(int argc, const char* const* argv) {
-  CLI::App app("Shows 360-degree and flat pictures.", "zelview");
+  CLI::App app("Shows 360-degree and flat pictures and videos. (\"zelview render\" writes videos: see zelview render --help.)", "zelview");
   RawOptions raw;
   describe(app, raw);
   try {
@@ -201,8 +163,8 @@ CommandLine parseCommandLine(int argc, const char* const* argv) {
       }
     }
     checkScript(app);
-    if (!raw.savePanorama.empty() && !raw.options.picture.empty()) {
-      throw CLI::ValidationError("--save-panorama", "writes the built-in panorama and takes no picture");
+    if (!raw.savePanorama.empty() && !raw.options.video.inputs.empty()) {
+      throw CLI::ValidationError("--save-panorama", "writes the built-in panorama and takes no file");
     }
   } catch (const CLI::CallForHelp&) {
     return {std::nullopt, 0, app.help()};

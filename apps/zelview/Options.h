@@ -9,6 +9,7 @@
 
 #include "apps/zelview/CameraRig.h"
 #include "apps/zelview/ScriptOptions.h"
+#include "apps/zelview/video/VideoOptions.h"
 
 namespace zelview {
 
@@ -17,8 +18,9 @@ enum class Mode { Window, Snapshot, ContactSheet, SavePanorama, Script };
 /// What the command line asks for.
 struct Options {
   Mode mode = Mode::Window;
-  /// Empty: the built-in panorama.
+  /// What is shown first, a picture or a video; empty: the built-in panorama.
   std::string picture;
+  VideoOptions video;
   /// Where the picture goes in the modes that write one.
   std::string output;
   /// None: decided by the picture.

@@ -8,6 +8,7 @@
 #include <cmath>
 #include <cstdio>
 #include <cstring>
+#include <filesystem>
 #include <new>
 #include <vector>
 
@@ -24,7 +25,7 @@ constexpr double kLargestCanvas = 64.0 * 1024 * 1024;
 std::string sizeText(size_t width, size_t height) { return std::to_string(width) + "x" + std::to_string(height); }
 
 ViewerError unreadable(const std::string& path, const std::string& reason) {
-  return ViewerError("The picture \"" + path + "\" cannot be read: " + reason + ".");
+  return ViewerError("The file \"" + path + "\" cannot be read: " + reason + ".");
 }
 
 /// The longer side at which to decode a cropped panorama so that the whole sphere's picture is within the limits.
@@ -78,7 +79,9 @@ void PictureContent::loadFile(const Options& options, size_t maximumSide) {
   CGImageDecodeOptions decoding;
   decoding.maximumSide = cropped ? decodeLimitFor(*metadata.crop, maximumSide) : maximumSide;
   const CGImageDecodeResult decoded = CGImageCreateWithContentsOfFile(options.picture, decoding);
+  if (decoded.isOfUnknownKind) throw NotAPicture(decoded.error);
   if (!decoded.image) throw ViewerError(decoded.error);
+  name_ = std::filesystem::path(options.picture).filename().string();
   file_ = decoded.image;
   if (file_->width() < decoded.originalWidth || file_->height() < decoded.originalHeight) {
     std::fprintf(stderr, "zelview: The picture is scaled down from %s to %s pixels (the limit is %zu a side%s).\n",
@@ -124,6 +127,15 @@ const std::shared_ptr<CGImage>& PictureContent::imageFor(ZELProjectionType proje
   std::shared_ptr<CGImage>& image = cube ? builtInCube_ : builtInSphere_;
   if (!image) image = makePanorama(projection, padding_);
   return image;
+}
+
+std::shared_ptr<ZELPixelBufferSource> PictureContent::sourceFor(ZELProjectionType projection) {
+  const std::shared_ptr<CGImage>& image = imageFor(projection);
+  if (image != sourceImage_) {
+    sourceImage_ = image;
+    source_ = makeSource(image);
+  }
+  return source_;
 }
 
 std::shared_ptr<ZELProjection> makeProjection(ZELProjectionType type, int64_t gravity, int64_t padding) {

@@ -10,20 +10,30 @@
 
 #include "apps/zelview/Metadata.h"
 #include "apps/zelview/Options.h"
+#include "apps/zelview/ViewerContent.h"
+#include "apps/zelview/ViewerError.h"
 
 namespace zelview {
 
-/// What is shown: a picture from a file, or the built-in panorama in the layout of whatever projection is asked for.
-class PictureContent {
+/// A file is there and of no kind of picture that is known.
+class NotAPicture : public ViewerError {
+ public:
+  using ViewerError::ViewerError;
+};
+
+/// A picture from a file, or the built-in panorama in the layout of whatever projection is asked for.
+class PictureContent final : public ViewerContent {
  public:
   /// Decodes the picture, if one is named, no side larger than `maximumSide`. Prints the decision of an automatic
-  /// projection on standard output, and on standard error when something had to be changed. Throws `ViewerError`.
+  /// projection on standard output, and on standard error when something had to be changed. Throws `ViewerError`, of
+  /// which `NotAPicture` is one.
   static std::shared_ptr<PictureContent> load(const Options& options, size_t maximumSide);
 
   bool isBuiltIn() const { return file_ == nullptr; }
 
-  /// The projection that was asked for or decided.
-  ZELProjectionType projection() const { return projection_; }
+  std::string name() const override { return name_; }
+  ZELProjectionType projection() const override { return projection_; }
+  std::shared_ptr<ZELPixelBufferSource> sourceFor(ZELProjectionType projection) override;
 
   /// The picture for that projection. The built-in one is made on first use.
   const std::shared_ptr<CGImage>& imageFor(ZELProjectionType projection);
@@ -32,11 +42,15 @@ class PictureContent {
   void loadFile(const Options& options, size_t maximumSide);
   void decideProjection(const Options& options, const PanoramaMetadata& metadata, size_t width, size_t height);
 
+  std::string name_ = "built-in panorama";
   std::shared_ptr<CGImage> file_;
   ZELProjectionType projection_ = ZELProjectionTypeEquirectangular;
   int64_t padding_ = 0;
   std::shared_ptr<CGImage> builtInSphere_;
   std::shared_ptr<CGImage> builtInCube_;
+  /// The source that was given last, and its image.
+  std::shared_ptr<ZELPixelBufferSource> source_;
+  std::shared_ptr<CGImage> sourceImage_;
 };
 
 /// Throws `ViewerError` unless the path names a file that can be opened.

@@ -2,7 +2,7 @@
 
 #include <CLI/CLI.hpp>
 
-#include "apps/zelview/OptionChecks.h"
+#include "apps/zelview/CommandLineChecks.h"
 
 namespace zelview {
 namespace {

@@ -28,6 +28,9 @@ namespace {
 
 constexpr int64_t kPointer = 1;
 
+/// Seconds until what is shown is there.
+constexpr double kLongestOpening = 30.0;
+
 /// Host time at which scripts start. Not zero: a frame of that time would count as taken before it was ever shown.
 constexpr double kStart = 1000.0;
 
@@ -112,7 +115,7 @@ struct Player {
 
 class ScriptedRun {
  public:
-  ScriptedRun(const Options& options, const Script& script, const std::shared_ptr<PictureContent>& content);
+  ScriptedRun(const Options& options, const Script& script, const std::shared_ptr<ViewerContent>& content);
   ~ScriptedRun();
   ScriptedRun(const ScriptedRun&) = delete;
   ScriptedRun& operator=(const ScriptedRun&) = delete;
@@ -136,7 +139,7 @@ class ScriptedRun {
   QuitSignals signals_;
 };
 
-ScriptedRun::ScriptedRun(const Options& options, const Script& script, const std::shared_ptr<PictureContent>& content)
+ScriptedRun::ScriptedRun(const Options& options, const Script& script, const std::shared_ptr<ViewerContent>& content)
     : options_(options), script_(script), device_(options, script), signals_([this] { interrupted_ = true; }) {
   if (!options.script.frames.empty()) makeFolder(options.script.frames);
   if (!options.script.cameraLog.empty()) log_.emplace(options.script.cameraLog);
@@ -146,6 +149,11 @@ ScriptedRun::ScriptedRun(const Options& options, const Script& script, const std
   viewer_ = ViewerWindow::create(window, content, CACurrentMediaTime());
   viewer_->setThumbsticks([] { return GCThumbsticks{}; });
   viewer_->window()->makeKeyAndVisible();
+  NSRunLoop::mainRunLoop().runUntil([&] { return content->isReady() || !content->failure().empty(); }, kLongestOpening);
+  if (!content->failure().empty()) throw ViewerError(content->failure());
+  if (!content->isReady()) throw ViewerError("What the script is to show is not there after 30 seconds.");
+  // Videos start with the script.
+  content->didAppear();
 }
 
 ScriptedRun::~ScriptedRun() {
@@ -211,7 +219,7 @@ std::shared_ptr<CGImage> ScriptedRun::picture() const {
 
 }  // namespace
 
-void runScript(const Options& options, const Script& script, const std::shared_ptr<PictureContent>& content) {
+void runScript(const Options& options, const Script& script, const std::shared_ptr<ViewerContent>& content) {
   ScriptedRun(options, script, content).play();
 }
 

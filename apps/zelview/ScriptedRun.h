@@ -3,7 +3,7 @@
 #include <memory>
 
 #include "apps/zelview/Options.h"
-#include "apps/zelview/PictureContent.h"
+#include "apps/zelview/ViewerContent.h"
 #include "apps/zelview/Script.h"
 
 namespace zelview {
@@ -17,6 +17,6 @@ namespace zelview {
 ///
 /// Main thread; needs the off-screen display to be started, and nothing else that reads the host clock. Blocks. Throws
 /// `ViewerError`; then no camera log is left, while the pictures written so far stay.
-void runScript(const Options& options, const Script& script, const std::shared_ptr<PictureContent>& content);
+void runScript(const Options& options, const Script& script, const std::shared_ptr<ViewerContent>& content);
 
 }  // namespace zelview

@@ -10,11 +10,10 @@
 #include <ctime>
 #include <filesystem>
 #include <functional>
-#include <map>
-#include <optional>
 #include <utility>
 
 #include "apps/zelview/HelpOverlay.h"
+#include "apps/zelview/PictureContent.h"
 #include "apps/zelview/QuitSignals.h"
 #include "apps/zelview/ViewerError.h"
 
@@ -22,7 +21,6 @@ namespace zelview {
 namespace {
 
 constexpr CGSize kWindowSize = {1280, 720};
-constexpr double kZoomPerStep = 1.1;
 /// More of them at once than from one end of the zoom to the other.
 constexpr double kMostSteps = 100.0;
 
@@ -38,19 +36,9 @@ std::string snapshotName() {
   return name;
 }
 
-/// The arrow key of that name, if it is one.
-std::optional<CameraRig::Arrow> arrowNamed(const std::string& name) {
-  static const std::map<std::string, CameraRig::Arrow> kArrows = {{"Left", CameraRig::Arrow::Left},
-                                                                  {"Right", CameraRig::Arrow::Right},
-                                                                  {"Up", CameraRig::Arrow::Up},
-                                                                  {"Down", CameraRig::Arrow::Down}};
-  const auto found = kArrows.find(name);
-  return found == kArrows.end() ? std::nullopt : std::optional(found->second);
-}
-
 }  // namespace
 
-ViewerWindow::ViewerWindow(const Options& options, std::shared_ptr<PictureContent> content, double startTime)
+ViewerWindow::ViewerWindow(const Options& options, std::shared_ptr<ViewerContent> content, double startTime)
     : options_(options),
       content_(std::move(content)),
       startTime_(startTime),
@@ -60,7 +48,7 @@ ViewerWindow::ViewerWindow(const Options& options, std::shared_ptr<PictureConten
 
 ViewerWindow::~ViewerWindow() { close(); }
 
-std::shared_ptr<ViewerWindow> ViewerWindow::create(const Options& options, std::shared_ptr<PictureContent> content,
+std::shared_ptr<ViewerWindow> ViewerWindow::create(const Options& options, std::shared_ptr<ViewerContent> content,
                                                    double startTime) {
   std::shared_ptr<ViewerWindow> viewer(new ViewerWindow(options, std::move(content), startTime));
   viewer->open();
@@ -89,7 +77,19 @@ void ViewerWindow::open() {
   openCamera();
   // The shape of the key window decides how much is seen: be it before the first picture.
   window_->makeKeyWindow();
-  setProjection(content_->projection());
+  content_->open(*touches_, window_->displayScale(), [weak = weak_from_this()] {
+    if (const std::shared_ptr<ViewerWindow> self = weak.lock()) self->contentChanged();
+  });
+  contentChanged();
+}
+
+void ViewerWindow::contentChanged() {
+  if (!window_) return;
+  if (!content_->failure().empty()) return NSRunLoop::mainRunLoop().stop();
+  if (content_->isReady()) return setProjection(content_->projection());
+  // Until what comes next is known, what was shown last stays.
+  view_->setContentSource(nullptr);
+  setTitle();
 }
 
 void ViewerWindow::openCamera() {
@@ -110,13 +110,16 @@ void ViewerWindow::openCamera() {
 
 void ViewerWindow::run() {
   const QuitSignals signals([] { NSRunLoop::mainRunLoop().stop(); });
-  NSRunLoop::mainRunLoop().run();
+  // It may be known already that nothing comes.
+  if (content_->failure().empty()) NSRunLoop::mainRunLoop().run();
   close();
+  if (!content_->failure().empty()) throw ViewerError(content_->failure());
 }
 
 void ViewerWindow::close() {
   if (displayLink_) displayLink_->invalidate();
   displayLink_ = nullptr;
+  if (window_) content_->close();
   camera_->detach();
   if (view_) {
     view_->setReadyForDisplayObserver({});
@@ -128,7 +131,9 @@ void ViewerWindow::close() {
 
 void ViewerWindow::refresh() {
   camera_->pushSticks(thumbsticks_());
-  camera_->advanceTo(displayLink_->timestamp() + displayLink_->duration());
+  const double time = displayLink_->timestamp() + displayLink_->duration();
+  camera_->advanceTo(time);
+  content_->advanceTo(time);
   view_->setZoom(camera_->zoom());
 }
 
@@ -143,6 +148,7 @@ void ViewerWindow::pictureReady() {
   }
   shown_ = true;
   window_->makeKeyAndVisible();
+  content_->didAppear();
   if (options_.verbose) {
     std::fprintf(stderr, "first picture: %.0f ms after the start, %.0fx%.0f points at %g pixels a point\n",
                  (CACurrentMediaTime() - startTime_) * 1000.0, window_->bounds().size.width,
@@ -157,20 +163,17 @@ void ViewerWindow::redraw() {
 
 void ViewerWindow::setProjection(ZELProjectionType type) {
   projection_ = type;
-  const std::shared_ptr<CGImage>& image = content_->imageFor(type);
   view_->setContentProjection(makeProjection(type, gravity_, options_.padding));
-  if (image != image_) {
-    image_ = image;
-    view_->setContentSource(makeSource(image));
+  if (content_->isReady()) {
+    const std::shared_ptr<ZELPixelBufferSource> source = content_->sourceFor(type);
+    if (source != view_->contentSource()) view_->setContentSource(source);
   }
   setTitle();
 }
 
 void ViewerWindow::setTitle() {
-  const std::string name =
-      content_->isBuiltIn() ? "built-in panorama" : std::filesystem::path(options_.picture).filename().string();
   const char* horizon = camera_->choice() == ControllerChoice::Free ? ", free" : "";
-  window_->setTitle(name + " (" + ZELProjectionTypeName(projection_) + horizon + ") - zelview");
+  window_->setTitle(content_->name() + " (" + ZELProjectionTypeName(projection_) + horizon + ") - zelview");
 }
 
 void ViewerWindow::changeController() {
@@ -234,10 +237,11 @@ void ViewerWindow::windowDidRequestClose(UIWindow&) { NSRunLoop::mainRunLoop().s
 void ViewerWindow::windowDidResize(UIWindow& window) {
   if (options_.scale) UIScreen::mainScreen().setNativeScale(*options_.scale);
   if (help_) centreHelpOverlay(*help_, window.bounds().size);
+  content_->layOut(window.bounds().size);
 }
 
 void ViewerWindow::windowDidScroll(UIWindow&, CGPoint, double steps) {
-  camera_->zoomBy(std::pow(kZoomPerStep, std::clamp(steps, -kMostSteps, kMostSteps)));
+  camera_->zoomBy(std::pow(kViewerZoomStep, std::clamp(steps, -kMostSteps, kMostSteps)));
 }
 
 bool ViewerWindow::interactionController(ZELInteractionController&, const UITouch& touch) {
@@ -248,48 +252,6 @@ bool ViewerWindow::gestureRecognizer(UIGestureRecognizer&, const UITouch& touch)
 
 bool ViewerWindow::gestureRecognizer(UIGestureRecognizer&, UIGestureRecognizer&) { return true; }
 
-void ViewerWindow::windowDidPressKey(UIWindow&, const UIKey& key) {
-  if (key.control || key.alt) return;
-  using Action = void (*)(ViewerWindow&);
-  static const std::map<std::string, Action> kHeld = {
-      {"+", [](ViewerWindow& v) { v.camera_->zoomBy(kZoomPerStep); }},
-      {"=", [](ViewerWindow& v) { v.camera_->zoomBy(kZoomPerStep); }},
-      {"-", [](ViewerWindow& v) { v.camera_->zoomBy(1.0 / kZoomPerStep); }},
-  };
-  static const std::map<std::string, Action> kPressed = {
-      {"p", [](ViewerWindow& v) { v.setProjection((v.projection_ + 1) % 4); }},
-      {"1", [](ViewerWindow& v) { v.setProjection(ZELProjectionTypeFlat); }},
-      {"2", [](ViewerWindow& v) { v.setProjection(ZELProjectionTypeEquirectangular); }},
-      {"3", [](ViewerWindow& v) { v.setProjection(ZELProjectionTypeCubemap); }},
-      {"4", [](ViewerWindow& v) { v.setProjection(ZELProjectionTypeSegmentedSphere); }},
-      {"c", [](ViewerWindow& v) { v.changeController(); }},
-      {"g", [](ViewerWindow& v) { v.toggleGravity(); }},
-      {"m", [](ViewerWindow& v) { v.camera_->setMirrored(!v.camera_->isMirrored()); }},
-      {"r", [](ViewerWindow& v) { v.camera_->easeTo(v.options_.camera); }},
-      {"Home", [](ViewerWindow& v) { v.lookStraightAhead(); }},
-      {"0", [](ViewerWindow& v) { v.lookStraightAhead(); }},
-      {"s", [](ViewerWindow& v) { v.saveSnapshot(); }},
-      {"f", [](ViewerWindow& v) { v.window_->setFullScreen(!v.window_->isFullScreen()); }},
-      {"F11", [](ViewerWindow& v) { v.window_->setFullScreen(!v.window_->isFullScreen()); }},
-      {"?", [](ViewerWindow& v) { v.toggleHelp(); }},
-      {"Escape", [](ViewerWindow& v) { v.leaveOrQuit(); }},
-      {"q", [](ViewerWindow&) { NSRunLoop::mainRunLoop().stop(); }},
-  };
-  // Some keyboards report the key's own character with shift held.
-  const std::string name = key.name == "/" && key.shift ? "?" : key.name;
-  if (const auto held = kHeld.find(name); held != kHeld.end()) held->second(*this);
-  if (key.repeated) return;
-  if (const auto arrow = arrowNamed(name)) camera_->pressArrow(*arrow);
-  if (const auto pressed = kPressed.find(name); pressed != kPressed.end()) pressed->second(*this);
-}
-
-void ViewerWindow::windowDidReleaseKey(UIWindow&, const UIKey& key) {
-  if (const auto arrow = arrowNamed(key.name)) camera_->releaseArrow(*arrow);
-}
-
-void ViewerWindow::windowDidChangeFocus(UIWindow&, bool focused) {
-  // Keys that are let go elsewhere are not told.
-  if (!focused) camera_->releaseArrows();
-}
+void ViewerWindow::windowDidMovePointer(UIWindow&, CGPoint) { content_->pointerMoved(); }
 
 }  // namespace zelview

@@ -13,10 +13,13 @@
 
 #include "apps/zelview/CameraRig.h"
 #include "apps/zelview/Options.h"
-#include "apps/zelview/PictureContent.h"
 #include "apps/zelview/TapView.h"
+#include "apps/zelview/ViewerContent.h"
 
 namespace zelview {
+
+/// By how much a step of the wheel, or a key, magnifies.
+constexpr double kViewerZoomStep = 1.1;
 
 /// The window with its mouse, keys and camera. Main thread; needs the display, a window system's or the off-screen one,
 /// to be started.
@@ -30,11 +33,11 @@ class ViewerWindow final : public UIWindowDelegate,
                            public std::enable_shared_from_this<ViewerWindow> {
  public:
   /// Makes the window, still hidden. `startTime` is when the program started, in host time. Throws `ViewerError`.
-  static std::shared_ptr<ViewerWindow> create(const Options& options, std::shared_ptr<PictureContent> content,
+  static std::shared_ptr<ViewerWindow> create(const Options& options, std::shared_ptr<ViewerContent> content,
                                               double startTime);
   ~ViewerWindow() override;
 
-  /// Returns when the person quits; closes the window.
+  /// Returns when the person quits; closes the window. Throws `ViewerError` when there is nothing to show.
   void run();
 
   /// Closes the window for good and lets go of the camera; more calls do nothing.
@@ -58,6 +61,7 @@ class ViewerWindow final : public UIWindowDelegate,
 
   void windowDidRequestClose(UIWindow& window) override;
   void windowDidResize(UIWindow& window) override;
+  void windowDidMovePointer(UIWindow& window, CGPoint location) override;
   void windowDidScroll(UIWindow& window, CGPoint location, double steps) override;
   void windowDidPressKey(UIWindow& window, const UIKey& key) override;
   void windowDidReleaseKey(UIWindow& window, const UIKey& key) override;
@@ -70,10 +74,11 @@ class ViewerWindow final : public UIWindowDelegate,
   bool gestureRecognizer(UIGestureRecognizer& recognizer, UIGestureRecognizer& other) override;
 
  private:
-  ViewerWindow(const Options& options, std::shared_ptr<PictureContent> content, double startTime);
+  ViewerWindow(const Options& options, std::shared_ptr<ViewerContent> content, double startTime);
   void open();
   void openCamera();
   void refresh();
+  void contentChanged();
   void pictureReady();
   void redraw();
 
@@ -88,13 +93,12 @@ class ViewerWindow final : public UIWindowDelegate,
   void saveSnapshot();
 
   Options options_;
-  std::shared_ptr<PictureContent> content_;
+  std::shared_ptr<ViewerContent> content_;
   double startTime_;
   bool drawnOnce_ = false;
   bool shown_ = false;
   ZELProjectionType projection_ = ZELProjectionTypeEquirectangular;
   int64_t gravity_;
-  std::shared_ptr<CGImage> image_;
 
   std::shared_ptr<CameraRig> camera_;
   std::function<GCThumbsticks()> thumbsticks_;

@@ -176,6 +176,7 @@ CGImageDecodeResult decodePicture(const std::string& path, const CGImageDecodeOp
     pixbuf = decoder.decode(path, &result.error);
     original = decoder.originalSize();
   }
+  result.isOfUnknownKind = !pixbuf && !format;
   if (!pixbuf) return result;
 
   if (liesOnItsSide(pixbuf.get())) std::swap(original.width, original.height);

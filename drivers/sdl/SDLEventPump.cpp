@@ -140,10 +140,10 @@ void SDLEventPump::handleButton(const SDL_MouseButtonEvent& event) {
 }
 
 void SDLEventPump::handleMotion(const SDL_MouseMotionEvent& event) {
-  if (event.which == SDL_TOUCH_MOUSEID || event.windowID != draggedWindowID_) {
+  if (event.which == SDL_TOUCH_MOUSEID || (draggedWindowID_ != 0 && event.windowID != draggedWindowID_)) {
     return;
   }
-  if (SDLWindow* window = find(draggedWindowID_)) {
+  if (SDLWindow* window = find(event.windowID)) {
     window->events().pointer(kMouseIdentifier, UITouchPhase::Moved, point(event.x, event.y), CACurrentMediaTime());
   }
 }

@@ -54,6 +54,8 @@ struct CGImageDecodeResult {
   size_t originalHeight = 0;
   /// One sentence, in the present tense; empty on success.
   std::string error;
+  /// Whether the error is that no loader knows files of this kind: it may be no picture at all.
+  bool isOfUnknownKind = false;
 };
 
 /// Decodes a picture file (PNG, JPEG, WebP, TIFF and what else the system's loaders know), upright by its orientation

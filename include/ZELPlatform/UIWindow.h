@@ -27,6 +27,8 @@ class ZELPLATFORM_EXPORT UIWindowDelegate {
   virtual void windowDidRequestClose(UIWindow& window);
   /// The window's size or scale changed; its subviews that had its size have it again.
   virtual void windowDidResize(UIWindow& window);
+  /// A pointer moved over the window, or went down in it, whichever view its touch goes to.
+  virtual void windowDidMovePointer(UIWindow& window, CGPoint location);
   /// The wheel turned by `steps` (fractions on fine wheels), positive away from the person.
   virtual void windowDidScroll(UIWindow& window, CGPoint location, double steps);
   virtual void windowDidPressKey(UIWindow& window, const UIKey& key);
@@ -75,9 +77,10 @@ class ZELPLATFORM_EXPORT UIWindow final : public UIView {
   void setFrame(CGRect frame) override;
 
   /// Delivers a pointer event to the view that it belongs to: what drivers, scripted input and tests call. `location`
-  /// is in the window's points, `timestamp` in seconds of host time. A move or end of a pointer that is not down is
-  /// ignored, and so is a begin or move whose numbers are no place or time: not finite, or more than a million points
-  /// away. An end of that kind ends the touch where it was. A time that falls counts as the pointer's newest one.
+  /// is in the window's points, `timestamp` in seconds of host time. Of a pointer that is not down only the delegate
+  /// hears how it moves, and an end is ignored; so is a begin or move whose numbers are no place or time: not finite, or
+  /// more than a million points away. An end of that kind ends the touch where it was. A time that falls counts as the
+  /// pointer's newest one.
   void deliverPointer(int64_t identifier, UITouchPhase phase, CGPoint location, double timestamp);
   void deliverScroll(CGPoint location, double steps);
   void deliverKey(const UIKey& key);

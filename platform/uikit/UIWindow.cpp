@@ -28,6 +28,7 @@ bool isPlace(CGPoint location) {
 
 void UIWindowDelegate::windowDidRequestClose(UIWindow& /*window*/) {}
 void UIWindowDelegate::windowDidResize(UIWindow& /*window*/) {}
+void UIWindowDelegate::windowDidMovePointer(UIWindow& /*window*/, CGPoint /*location*/) {}
 void UIWindowDelegate::windowDidScroll(UIWindow& /*window*/, CGPoint /*location*/, double /*steps*/) {}
 void UIWindowDelegate::windowDidPressKey(UIWindow& /*window*/, const UIKey& /*key*/) {}
 void UIWindowDelegate::windowDidReleaseKey(UIWindow& /*window*/, const UIKey& /*key*/) {}
@@ -230,6 +231,13 @@ void UIWindow::deliverPointer(int64_t identifier, UITouchPhase phase, CGPoint lo
     // A touch that must not stay down ends where it was last seen.
     touch->update(phase, isSound ? location : touch->location_, isSound ? timestamp : touch->timestamp_);
     followTouch(touch);
+  }
+  if (isOver) {
+    return;
+  }
+  // After the touch: what the delegate shows now was not there to be hit.
+  if (const std::shared_ptr<UIWindowDelegate> delegate = delegate_.lock()) {
+    delegate->windowDidMovePointer(*this, location);
   }
 }
 
