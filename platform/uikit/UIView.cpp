@@ -236,13 +236,15 @@ void UIView::addGestureRecognizer(const std::shared_ptr<UIGestureRecognizer>& re
     return;
   }
   const std::shared_ptr<UIView> self = shared_from_this();
-  if (const std::shared_ptr<UIView> old = recognizer->view()) {
-    old->removeGestureRecognizer(recognizer);
+  // The caller's reference may be the old view's own.
+  const std::shared_ptr<UIGestureRecognizer> added = recognizer->shared_from_this();
+  if (const std::shared_ptr<UIView> old = added->view()) {
+    old->removeGestureRecognizer(added);
   }
   // Its cancelled gesture may have taken it elsewhere.
-  if (!recognizer->view()) {
-    recognizer->view_ = self;
-    gestureRecognizers_.push_back(recognizer);
+  if (!added->view()) {
+    added->view_ = self;
+    gestureRecognizers_.push_back(added);
   }
 }
 

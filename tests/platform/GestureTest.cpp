@@ -305,8 +305,8 @@ class InterruptedGesture : public Gestures, public testing::WithParamInterface<c
          window->deliverPointer(1, UITouchPhase::Cancelled, {160, 100}, 0);
        }},
       {"Disabled", [this] { pan->setEnabled(false); }},
-      {"Removed", [this] { view->removeGestureRecognizer(pan); }},
-      {"AddedElsewhere", [this] { other->addGestureRecognizer(pan); }},
+      {"Removed", [this] { view->removeGestureRecognizer(view->gestureRecognizers().front()); }},
+      {"AddedElsewhere", [this] { other->addGestureRecognizer(view->gestureRecognizers().front()); }},
       {"ViewRemoved", [this] { view->removeFromSuperview(); }},
       {"SuperviewRemoved", [this] { middle->removeFromSuperview(); }},
       {"ViewInAnotherWindow", [this] { otherWindow->addSubview(view); }},
@@ -520,8 +520,8 @@ TEST_F(Pinches, GrowOutOfOneAndGoOnWhenAFingerIsPutElsewhere) {
   pan->setEnabled(false);
   press({150, 100}, 0, 1);
   press({200, 100}, 0, 2);
-  for (double x = 200.5; x <= 254; x += 0.5) {
-    move({x, 100}, 0, 2);
+  for (int halves = 1; halves <= 108; ++halves) {
+    move({200 + halves / 2.0, 100}, 0, 2);
   }
   EXPECT_NEAR(scales.front(), 1, 1e-12) << "no jump";
   EXPECT_NEAR(scales.back(), 104.0 / 54.0, 1e-12) << "over the distance at which it began";

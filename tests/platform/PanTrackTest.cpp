@@ -36,10 +36,10 @@ std::vector<Sample> evenMotion(double rate, double start = 0, double secondsAtRe
   return samples;
 }
 
-std::vector<Sample> atTimes(std::vector<double> times) {
-  std::vector<Sample> samples;
-  for (const double time : times) {
-    samples.push_back({time, 10.0 * static_cast<double>(samples.size())});
+std::vector<Sample> atTimes(const std::vector<double>& times) {
+  std::vector<Sample> samples(times.size());
+  for (size_t index = 0; index < times.size(); ++index) {
+    samples[index] = {times[index], 10.0 * static_cast<double>(index)};
   }
   return samples;
 }
