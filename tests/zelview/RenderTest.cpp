@@ -1,3 +1,4 @@
+#include <ZELKit/ZELProjection.h>
 #include <gmock/gmock.h>
 #include <gtest/gtest.h>
 

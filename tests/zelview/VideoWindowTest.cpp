@@ -101,7 +101,6 @@ TEST_F(VideoWindow, PlaysPausesAndSeeksByKeys) {
 
 TEST_F(VideoWindow, TheBarShowsOnMovementAndSeeksWithoutTurningTheCamera) {
   openVideos({clip_});
-  tap("c");
   wait(4.0);
   EXPECT_EQ(barAt(kOnBar), nullptr);
   touch(UITouchPhase::Moved, 100, 100);
