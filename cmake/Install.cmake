@@ -10,8 +10,12 @@ set(ZEL_PKGCONFIG_DIR ${CMAKE_INSTALL_LIBDIR}/pkgconfig)
 set_target_properties(ZELPlatform ZELKit PROPERTIES INSTALL_RPATH "$ORIGIN")
 install(TARGETS ZELPlatform ZELKit EXPORT ZELKitTargets LIBRARY DESTINATION ${CMAKE_INSTALL_LIBDIR})
 
+# A component that was left out has no headers either.
+if(NOT ZEL_WITH_PLAYER)
+  set(ZEL_ABSENT_HEADERS PATTERN "*AVPlayer*" EXCLUDE PATTERN "AVFoundation.h" EXCLUDE)
+endif()
 install(DIRECTORY include/ZELKit include/ZELPlatform DESTINATION ${CMAKE_INSTALL_INCLUDEDIR}
-  FILES_MATCHING PATTERN "*.h" PATTERN "internal" EXCLUDE)
+  FILES_MATCHING PATTERN "*.h" PATTERN "internal" EXCLUDE ${ZEL_ABSENT_HEADERS})
 
 install(EXPORT ZELKitTargets NAMESPACE ZELKit:: DESTINATION ${ZEL_PACKAGE_DIR})
 configure_package_config_file(cmake/ZELKitConfig.cmake.in ZELKitConfig.cmake

@@ -107,8 +107,8 @@ void Film::setMuted(bool muted) {
 // Orders, on the film's queue.
 
 void Film::start() {
-  std::string problem = problemOfFile(url_);
-  if (problem.empty()) problem = startGStreamer();
+  std::string problem = startGStreamer();
+  if (problem.empty()) problem = problemOfFile(url_);
   if (problem.empty()) problem = openPlaybin();
   if (!problem.empty()) {
     fail(problem);

@@ -5,6 +5,9 @@
 #include <ZELKit/ZEL360BaseGyroController.h>
 #include <ZELKit/ZEL360FreeMotionController.h>
 #include <ZELKit/ZEL360RelativeMotionController.h>
+#if __has_include(<ZELKit/ZELAVPlayerPixelBufferSource.h>)
+#include <ZELKit/ZELAVPlayerPixelBufferSource.h>  // installed with the media player only
+#endif
 #include <ZELKit/ZELDirectPixelBufferSource.h>
 #include <ZELKit/ZELDisplayable.h>
 #include <ZELKit/ZELFixedDirectionController.h>

@@ -8,6 +8,12 @@
 #include <utility>
 
 namespace ZELPlatform {
+namespace {
+
+/// Seconds after which the decoder looks again, at the latest.
+constexpr double kLongestWait = 1.0;
+
+}  // namespace
 
 /// The first frame of a sequence that ends before anybody asked is still the newest that there is.
 void FrameQueue::endSequence(Dropped* dropped) {
@@ -88,7 +94,8 @@ bool FrameQueue::waitForRoom(const Timeline* timeline) {
       dropped.clear();
       lock.lock();
     } else if (due) {
-      changed_.wait_for(lock, std::chrono::duration<double>(*due + kPatience - now));
+      // Frames may carry any time, so that the wait is cut to one that a clock can take.
+      changed_.wait_for(lock, std::chrono::duration<double>(std::min(*due + kPatience - now, kLongestWait)));
     } else {
       changed_.wait(lock);
     }

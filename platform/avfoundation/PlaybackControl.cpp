@@ -16,6 +16,9 @@ constexpr double kUsualFrameLength = 1.0 / 30.0;
 /// Sound often lasts longer than the picture: about four seconds before the wanted time there is a frame, or none.
 constexpr int kLargestGap = 128;
 
+/// Thirty years in seconds: times without an end must fit into nanoseconds.
+constexpr double kLongestFilm = 1e9;
+
 constexpr double kNever = std::numeric_limits<double>::infinity();
 
 }  // namespace
@@ -179,7 +182,7 @@ double PlaybackControl::frameLength() const {
 /// At the very end there is no frame any more: the last time lies in the middle of the last frame.
 double PlaybackControl::cutToLength(double time) const {
   const std::optional<double> duration = playback_->description().duration;
-  if (duration) time = std::min(time, *duration - frameLength() / 2);
+  time = std::min(time, duration ? *duration - frameLength() / 2 : kLongestFilm);
   return std::max(time, 0.0);
 }
 

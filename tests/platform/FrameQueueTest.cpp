@@ -164,9 +164,7 @@ TEST_F(Frames, WaitingForAFrameEndsWhenItIsKnownOrNoneComes) {
   push({1.0});
   EXPECT_EQ(queue_.chooseWaiting(2.0, true, 10).frame.time, 1.0) << "the first will do";
   EXPECT_EQ(queue_.chooseWaiting(2.0, false, 0.01).frame.time, 1.0) << "time is over";
-  std::thread decoder([&] {
-    push({1.5, 2.0, 2.5});
-  });
+  std::thread decoder([&] { push({1.5, 2.0, 2.5}); });
   EXPECT_EQ(queue_.chooseWaiting(2.1, false, 10).frame.time, 2.0);
   decoder.join();
   queue_.end(sequence_);

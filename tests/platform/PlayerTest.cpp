@@ -174,10 +174,8 @@ TEST_F(Player, TolerancesSayHowExactASeekHasToBe) {
   open();
   const CMTime any = kCMTimePositiveInfinity;
   const std::vector<std::tuple<CMTime, CMTime, MediaSeek::Precision>> cases = {
-      {kCMTimeZero, kCMTimeZero, MediaSeek::Precision::Exact},
-      {any, any, MediaSeek::Precision::NearestKey},
-      {any, kCMTimeZero, MediaSeek::Precision::KeyBefore},
-      {seconds(3), any, MediaSeek::Precision::KeyAfter},
+      {kCMTimeZero, kCMTimeZero, MediaSeek::Precision::Exact}, {any, any, MediaSeek::Precision::NearestKey},
+      {any, kCMTimeZero, MediaSeek::Precision::KeyBefore},     {seconds(3), any, MediaSeek::Precision::KeyAfter},
       {seconds(3), seconds(3), MediaSeek::Precision::Exact},
   };
   for (const auto& [before, after, precision] : cases) {

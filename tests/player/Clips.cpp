@@ -60,7 +60,9 @@ std::vector<uint8_t> numberedFrame(int width, int height, int number) {
       const bool upper = y < height / 3;
       const uint8_t wedge = static_cast<uint8_t>(40 + (x + y + number * 3) % 160);
       frame[static_cast<size_t>(y) * static_cast<size_t>(width) + static_cast<size_t>(x)] =
-          !upper ? wedge : blockIsWhite(x * kBlocks / width, number) ? kWhite : kBlack;
+          !upper                                      ? wedge
+          : blockIsWhite(x * kBlocks / width, number) ? kWhite
+                                                      : kBlack;
     }
   }
   return frame;
@@ -128,9 +130,8 @@ std::string barsFile(const std::string& options, const std::string& kind, int wi
     picture[i] = static_cast<uint8_t>(kBars[static_cast<size_t>(x * 8 / width)][i % 3]);
   }
   const std::string command = rawInput("rgb24", width, height, kRate) + options + " ";
-  return madeOnce(command, kind, [&](const std::string& path) {
-    return encode(command + path, kRate, [&](int) { return picture; });
-  });
+  return madeOnce(command, kind,
+                  [&](const std::string& path) { return encode(command + path, kRate, [&](int) { return picture; }); });
 }
 
 int frameNumber(const CVPixelBufferRef& frame) {

@@ -28,7 +28,9 @@ class Playback : public PlayerFixture {};
 void expectInOrder(const std::vector<Shown>& all, double framesPerSecond) {
   for (size_t i = 0; i < all.size(); ++i) {
     EXPECT_NEAR(all[i].frameTime * framesPerSecond, all[i].number, 0.01);
-    if (i > 0) EXPECT_GT(all[i].number, all[i - 1].number);
+    if (i > 0) {
+      EXPECT_GT(all[i].number, all[i - 1].number);
+    }
   }
 }
 
@@ -138,7 +140,9 @@ TEST_F(Playback, StandsWhereItIsPausedAndGoesOnFromThere) {
   cinema.player()->play();
   const auto after = cinema.watch(0.5);
   ASSERT_FALSE(after.empty());
-  if (!kInstrumented) EXPECT_LE(after.front().number, last + 3);
+  if (!kInstrumented) {
+    EXPECT_LE(after.front().number, last + 3);
+  }
   EXPECT_GT(after.front().number, last);
   expectInOrder(after, 30);
 }

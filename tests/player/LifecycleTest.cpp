@@ -1,0 +1,126 @@
+#include <ZELPlatform/Dispatch.h>
+#include <gtest/gtest.h>
+
+#include <atomic>
+#include <chrono>
+#include <functional>
+#include <thread>
+#include <vector>
+
+#include "player/Cinema.h"
+#include "player/PlayerFixture.h"
+
+namespace ZELTest {
+namespace {
+
+class Lifecycle : public PlayerFixture {
+ protected:
+  static Clip clip() {
+    Clip clip;
+    clip.sound = 3.0;
+    return clip;
+  }
+};
+
+TEST_F(Lifecycle, APlayerMayGoInEveryState) {
+  const std::string path = clipFile(clip());
+  const std::vector<std::function<void(Cinema&)>> states = {
+      [](Cinema&) {},
+      [](Cinema& cinema) {
+        NSRunLoop::mainRunLoop().runFor(0.02);
+        cinema.player()->play();
+      },
+      [](Cinema& cinema) { cinema.waitUntilReady(); },
+      [](Cinema& cinema) { cinema.waitUntilReady(), cinema.player()->play(); },
+      [](Cinema& cinema) { cinema.waitUntilReady(), cinema.player()->play(), cinema.watch(0.2); },
+      [](Cinema& cinema) {
+        cinema.waitUntilReady(), cinema.player()->play(), cinema.watch(0.1), cinema.player()->pause();
+      },
+      [](Cinema& cinema) { cinema.waitUntilReady(), cinema.player()->seekToTime(CMTimeMake(2, 1)); },
+      [](Cinema& cinema) {
+        cinema.waitUntilReady();
+        cinema.player()->play();
+        cinema.watch(0.1);
+        cinema.player()->seekToTime(CMTimeMake(1, 1));
+        cinema.player()->seekToTime(CMTimeMake(2, 1));
+      },
+      [](Cinema& cinema) {
+        cinema.waitUntilReady();
+        cinema.seek(2.8);
+        cinema.player()->play();
+        cinema.watch(0.4);
+      },
+      [](Cinema& cinema) { cinema.load("nowhere.mp4"), cinema.waitUntilFailed(); },
+  };
+  for (size_t state = 0; state < states.size(); ++state) {
+    for (const bool stepped : {false, true}) {
+      Cinema cinema(path, stepped);
+      states[state](cinema);
+    }
+  }
+}
+
+TEST_F(Lifecycle, FramesOutliveTheirPlayer) {
+  CVPixelBufferRef frame;
+  {
+    Cinema cinema(clipFile(clip()));
+    ASSERT_TRUE(cinema.waitUntilReady());
+    ASSERT_TRUE(cinema.seek(40.5 / 30));
+    frame = cinema.output()->copyPixelBufferForItemTime(cinema.player()->currentTime(), nullptr);
+  }
+  NSRunLoop::mainRunLoop().runFor(0.3);
+  EXPECT_EQ(frameNumber(frame), 40);
+}
+
+TEST_F(Lifecycle, AnItemIsReplacedInTheMiddle) {
+  Clip other = clip();
+  other.frames = 60;
+  other.sound = 0;
+  Cinema cinema(clipFile(clip()));
+  ASSERT_TRUE(cinema.waitUntilReady());
+  cinema.player()->play();
+  cinema.watch(0.5);
+  const auto first = cinema.item();
+  cinema.load(clipFile(other));
+  ASSERT_TRUE(cinema.waitUntilReady()) << cinema.item()->error();
+  const auto all = cinema.watch(0.5);
+  ASSERT_GT(all.size(), 3U);
+  EXPECT_LT(all.front().number, 5) << "from its beginning, playing";
+  const auto stopped = first->currentTime().value;
+  cinema.watch(0.1);
+  EXPECT_EQ(first->currentTime().value, stopped);
+
+  // And the first once more.
+  cinema.player()->replaceCurrentItemWithPlayerItem(first);
+  EXPECT_TRUE(cinema.wait([&] { return first->status() == AVPlayerItemStatusReadyToPlay; }));
+}
+
+TEST_F(Lifecycle, AskedOnOneThreadAndToldOnAnotherNothingTears) {
+  Cinema cinema(clipFile(clip()));
+  ASSERT_TRUE(cinema.waitUntilReady());
+  std::atomic<bool> done{false};
+  int taken = 0;
+  std::thread display([&] {
+    while (!done) {
+      const auto item = cinema.player()->currentItem();
+      const CMTime time = cinema.output()->itemTimeForHostTime(CACurrentMediaTime());
+      if (item && cinema.output()->hasNewPixelBufferForItemTime(time)) {
+        const CVPixelBufferRef frame = cinema.output()->copyPixelBufferForItemTime(time, nullptr);
+        if (frameNumber(frame) >= 0) ++taken;
+      }
+      std::this_thread::sleep_for(std::chrono::milliseconds(2));
+    }
+  });
+  for (int round = 0; round < 20; ++round) {
+    cinema.player()->setRate(round % 3 == 0 ? 0.0F : 1.0F);
+    if (round % 4 == 1) cinema.player()->seekToTime(CMTimeMake(round % 3, 1));
+    if (round % 5 == 2) cinema.player()->setVolume(0.5F);
+    NSRunLoop::mainRunLoop().runFor(0.05);
+  }
+  done = true;
+  display.join();
+  EXPECT_GT(taken, 5);
+}
+
+}  // namespace
+}  // namespace ZELTest
