@@ -73,7 +73,9 @@ TEST_P(UsageError, IsOneSentenceAndStatusTwo) {
 INSTANTIATE_TEST_SUITE_P(All, UsageError,
                          testing::ValuesIn(std::vector<std::vector<const char*>>{
                              {"--nonsense"},
-                             {"a.png", "b.png"},
+                             {"--start", "-1", "a.mp4"},
+                             {"--at", "1", "a.mp4"},
+                             {"a.mp4", "--loop", "--snapshot", "b.png"},
                              {"--snapshot"},
                              {"--snapshot", ""},
                              {"--snapshot", "a", "--contact-sheet", "b"},

@@ -18,6 +18,7 @@
 #include <string>
 #include <vector>
 
+#include "apps/zelview/PictureContent.h"
 #include "apps/zelview/ViewerError.h"
 #include "tests/zelview/Octants.h"
 #include "tests/zelview/TestFiles.h"

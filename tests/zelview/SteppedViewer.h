@@ -16,6 +16,7 @@
 #include <vector>
 
 #include "apps/zelview/Direction.h"
+#include "apps/zelview/PictureContent.h"
 #include "apps/zelview/ViewerWindow.h"
 #include "tests/zelview/TestFiles.h"
 

@@ -1,5 +1,6 @@
 // The window's mouse and keys, on a window in memory.
 
+#include "apps/zelview/PictureContent.h"
 #include "apps/zelview/ViewerWindow.h"
 
 #include <ZELPlatform/Foundation.h>

@@ -39,9 +39,10 @@ std::string label(const ProgressBar::State& state, double time) {
   return text;
 }
 
+/// What a click on it does.
 void drawSign(CairoCanvas& canvas, bool isPaused) {
   const double middle = kHeight / 2;
-  if (!isPaused) {
+  if (isPaused) {
     cairo_t* context = canvas.context();
     cairo_move_to(context, kSide, middle - 7);
     cairo_line_to(context, kSide + 12, middle);

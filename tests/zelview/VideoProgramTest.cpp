@@ -1,0 +1,138 @@
+// The program with videos, in processes of their own.
+
+#include <gmock/gmock.h>
+#include <gtest/gtest.h>
+#include <sys/wait.h>
+
+#include <cstdlib>
+#include <filesystem>
+#include <fstream>
+#include <string>
+
+#include "tests/zelview/Clips.h"
+#include "tests/zelview/TestFiles.h"
+
+namespace zelview {
+namespace {
+
+using testing::HasSubstr;
+using testing::MatchesRegex;
+
+struct Outcome {
+  int status = -1;
+  std::string out;
+  std::string err;
+};
+
+class VideoProgram : public testing::Test {
+ protected:
+  void SetUp() override {
+    if (!canMakeClips()) GTEST_SKIP() << "ffmpeg is not installed";
+    makeClip(folder_.file("clip.mp4"));
+  }
+
+  Outcome shell(const std::string& commands) const {
+    const std::string line = "cd '" + folder_.file("") + "' && (" + commands + ") >out.txt 2>err.txt </dev/null";
+    const int status = std::system(line.c_str());
+    return {WIFEXITED(status) ? WEXITSTATUS(status) : -1, readText(folder_.file("out.txt")),
+            readText(folder_.file("err.txt"))};
+  }
+  Outcome run(const std::string& arguments) const {
+    return shell("env -u DISPLAY -u WAYLAND_DISPLAY '" ZELVIEW_PROGRAM "' " + arguments);
+  }
+
+  /// What ffprobe says of the stream that is chosen, in the order in which it says it.
+  std::string probe(const std::string& file, const std::string& stream, const std::string& entries) const {
+    const Outcome outcome = shell("ffprobe -v error -count_frames -select_streams " + stream + " -show_entries stream=" +
+                                  entries + " -of csv=p=0 " + file);
+    return outcome.out.substr(0, outcome.out.find('\n'));
+  }
+
+  void expectNothingOf(const std::string& name) const {
+    for (const auto& entry : std::filesystem::directory_iterator(folder_.file(""))) {
+      EXPECT_THAT(entry.path().filename().string(), testing::Not(HasSubstr(name)));
+    }
+  }
+
+  ScratchFolder folder_;
+};
+
+TEST_F(VideoProgram, SnapshotsShowExactlyTheirMoment) {
+  struct Moment {
+    const char* at;
+    Pixel colour;
+  };
+  // The last frame of a colour begins a thirtieth before the next one's first.
+  const Moment moments[] = {{"0", {255, 0, 0}},     {"0.999", {255, 0, 0}}, {"1", {0, 255, 0}},
+                            {"1.999", {0, 255, 0}}, {"2", {0, 0, 255}},     {"99", {0, 0, 255}}};
+  for (const Moment& moment : moments) {
+    const Outcome outcome = run(std::string("clip.mp4 --snapshot shot.png --size 64x36 --at ") + moment.at);
+    EXPECT_EQ(outcome.status, 0) << outcome.err;
+    EXPECT_EQ(outcome.out, "projection: equirectangular (no spherical metadata, and 320x160 is 2:1)\n");
+    const auto shot = CGImageCreateWithContentsOfFile(folder_.file("shot.png")).image;
+    ASSERT_TRUE(shot);
+    const Pixel seen = pixelAt(*shot, 32, 18);
+    const int apart = std::abs(seen.red - moment.colour.red) + std::abs(seen.green - moment.colour.green) +
+                      std::abs(seen.blue - moment.colour.blue);
+    // What the codec and an untagged colour space take away.
+    EXPECT_LT(apart, 150) << moment.at;
+  }
+  EXPECT_EQ(run("clip.mp4 --snapshot shot.png --projection flat").out, "") << "what is asked for wins in silence";
+}
+
+TEST_F(VideoProgram, BadInputIsOneSentence) {
+  std::ofstream(folder_.file("text.mp4")) << "this is no video\n";
+  const std::string whole = readText(folder_.file("clip.mp4"));
+  std::ofstream(folder_.file("half.mp4"), std::ios::binary) << whole.substr(0, whole.size() / 2);
+  ASSERT_EQ(shell("ffmpeg -loglevel error -i clip.mp4 -vn -c copy sound.mp4").status, 0);
+  for (const char* arguments : {"missing.mp4", "text.mp4", "half.mp4", "sound.mp4", "clip.mp4 --contact-sheet"}) {
+    const bool isSheet = std::string(arguments).ends_with("sheet");
+    const Outcome outcome = run(std::string(arguments) + (isSheet ? " shot.png" : " --snapshot shot.png"));
+    EXPECT_EQ(outcome.status, 1) << arguments;
+    EXPECT_THAT(outcome.err, MatchesRegex("zelview: [^\n]+\n")) << arguments;
+    if (isSheet) continue;
+    const Outcome rendered = run("render " + std::string(arguments) + " shot.mp4");
+    EXPECT_EQ(rendered.status, 1) << arguments;
+    EXPECT_THAT(rendered.err, MatchesRegex("zelview: [^\n]+\n")) << arguments;
+  }
+  expectNothingOf("shot");
+}
+
+TEST_F(VideoProgram, RendersEveryFrameAndTheSound) {
+  std::ofstream(folder_.file("path.csv")) << "seconds,yaw,pitch,roll,zoom\n0,0,0,0,1\n3,90,10,0,2\n";
+  const Outcome outcome = run("render clip.mp4 out.mp4 --size 160x90 --path path.csv");
+  ASSERT_EQ(outcome.status, 0) << outcome.err;
+  EXPECT_EQ(probe("out.mp4", "v:0", "width,height,nb_read_frames"), "160,90,90");
+  EXPECT_EQ(probe("out.mp4", "a:0", "codec_type"), "audio");
+  EXPECT_EQ(probe("out.mp4", "a:0", "codec_name"), "aac");
+  EXPECT_THAT(outcome.err, HasSubstr("90 frames in "));
+
+  ASSERT_EQ(run("render clip.mp4 slow.mkv --size 160x90 --fps 10 --projection flat").status, 0);
+  EXPECT_EQ(probe("slow.mkv", "v:0", "nb_read_frames"), "30");
+}
+
+TEST_F(VideoProgram, InterruptedRenderingLeavesNothing) {
+  const Outcome outcome =
+      shell("ffmpeg -loglevel error -stream_loop 40 -i clip.mp4 -c copy long.mp4; '" ZELVIEW_PROGRAM
+            "' render long.mp4 out.mp4 --size 1280x720 & program=$!; "
+            "for i in $(seq 300); do ls | grep -q part && break; sleep 0.1; done; sleep 1; kill -TERM $program; "
+            "wait $program");
+  EXPECT_EQ(outcome.status, 130) << outcome.err;
+  EXPECT_THAT(outcome.err, HasSubstr("nothing is kept"));
+  expectNothingOf("out.mp4");
+}
+
+TEST_F(VideoProgram, PlaysInAWindow) {
+  if (std::getenv("DISPLAY") == nullptr && std::getenv("WAYLAND_DISPLAY") == nullptr) {
+    GTEST_SKIP() << "there is no display";
+  }
+  const Outcome outcome = shell("'" ZELVIEW_PROGRAM
+                                "' clip.mp4 --verbose --mute --size 320x200 & program=$!; "
+                                "for i in $(seq 300); do grep -q 'first picture' err.txt && break; sleep 0.1; done; "
+                                "sleep 2; kill -TERM $program; wait $program");
+  EXPECT_EQ(outcome.status, 0) << outcome.err;
+  EXPECT_THAT(outcome.err, testing::ContainsRegex("frames: [1-9][0-9]+ shown"));
+}
+
+}  // namespace
+}  // namespace zelview
