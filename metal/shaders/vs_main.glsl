@@ -4,7 +4,7 @@
 // The quad's corner v runs from (0, 0) at the top left to (1, 1). The ray is a direction (w = 0): it spans the aspect
 // ratio to both sides, 1 upwards and downwards, and the near plane ahead. Clip space has its y axis upwards.
 
-#include "uniforms.glsl"
+#include "uniforms.inc"
 
 layout(location = 0) in vec2 vs_Position;
 
