@@ -10,6 +10,11 @@ set(ZEL_PKGCONFIG_DIR ${CMAKE_INSTALL_LIBDIR}/pkgconfig)
 set_target_properties(ZELPlatform ZELKit PROPERTIES INSTALL_RPATH "$ORIGIN")
 install(TARGETS ZELPlatform ZELKit EXPORT ZELKitTargets LIBRARY DESTINATION ${CMAKE_INSTALL_LIBDIR})
 
+# Beside the library that looks for it.
+if(TARGET zel_default_metallib)
+  install(FILES ${PROJECT_BINARY_DIR}/zelkit/default.metallib DESTINATION ${CMAKE_INSTALL_LIBDIR}/zelkit)
+endif()
+
 install(DIRECTORY include/ZELKit include/ZELPlatform DESTINATION ${CMAKE_INSTALL_INCLUDEDIR}
   FILES_MATCHING PATTERN "*.h" PATTERN "internal" EXCLUDE)
 

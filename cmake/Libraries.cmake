@@ -7,6 +7,9 @@ file(GLOB_RECURSE ZEL_PLATFORM_SOURCES CONFIGURE_DEPENDS
 if(NOT ZEL_WITH_WINDOWS)
   list(FILTER ZEL_PLATFORM_SOURCES EXCLUDE REGEX "/drivers/sdl/")
 endif()
+if(NOT ZEL_WITH_VULKAN)
+  list(FILTER ZEL_PLATFORM_SOURCES EXCLUDE REGEX "/drivers/vulkan/")
+endif()
 
 add_library(zel_platform_objects OBJECT ${ZEL_PLATFORM_SOURCES})
 target_include_directories(zel_platform_objects
@@ -25,6 +28,11 @@ if(ZEL_WITH_WINDOWS)
     target_compile_definitions(zel_platform_objects PRIVATE ZEL_WITH_X11=1)
     target_link_libraries(zel_platform_objects PUBLIC PkgConfig::XCB)
   endif()
+endif()
+if(ZEL_WITH_VULKAN)
+  # Only the headers: the loader is opened at run time, so that a machine without one still draws with OpenGL ES.
+  target_compile_definitions(zel_platform_objects PRIVATE ZEL_WITH_VULKAN=1)
+  target_include_directories(zel_platform_objects PRIVATE ${VULKAN_INCLUDE_DIRS})
 endif()
 
 file(GLOB_RECURSE ZEL_KIT_SOURCES CONFIGURE_DEPENDS
