@@ -40,7 +40,8 @@ file(GLOB_RECURSE ZEL_KIT_SOURCES CONFIGURE_DEPENDS
   ${PROJECT_SOURCE_DIR}/projection/*.cpp
   ${PROJECT_SOURCE_DIR}/sources/*.cpp
   ${PROJECT_SOURCE_DIR}/motion/*.cpp
-  ${PROJECT_SOURCE_DIR}/gl/*.cpp)
+  ${PROJECT_SOURCE_DIR}/gl/*.cpp
+  ${PROJECT_SOURCE_DIR}/metal/*.cpp)
 
 add_library(zel_kit_objects OBJECT ${ZEL_KIT_SOURCES})
 target_include_directories(zel_kit_objects

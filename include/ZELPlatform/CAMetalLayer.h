@@ -7,6 +7,7 @@
 
 #include <memory>
 #include <mutex>
+#include <optional>
 
 /// A texture to draw the layer's next picture into.
 ///
@@ -36,7 +37,8 @@ class ZELPLATFORM_EXPORT CAMetalLayer final : public CALayer {
   bool framebufferOnly() const;
   void setFramebufferOnly(bool framebufferOnly);
 
-  /// The size of the next drawables in pixels, (0, 0) at first. It is scaled to the layer's bounds when shown.
+  /// The size of the next drawables in pixels, scaled to the layer's bounds when shown. Until it is set it is the
+  /// bounds' size times the contents scale, each side rounded up.
   CGSize drawableSize() const;
   void setDrawableSize(CGSize size);
 
@@ -50,7 +52,8 @@ class ZELPLATFORM_EXPORT CAMetalLayer final : public CALayer {
   std::shared_ptr<MTLDevice> device_;
   MTLPixelFormat pixelFormat_ = MTLPixelFormatBGRA8Unorm;
   bool framebufferOnly_ = true;
-  CGSize drawableSize_{};
-  /// The drawables of the present settings; null until one is asked for.
+  std::optional<CGSize> drawableSize_;
+  /// The drawables of the present settings, of `ringSize_`; null until one is asked for.
+  CGSize ringSize_{};
   std::shared_ptr<ZELPlatform::DrawableRing> ring_;
 };

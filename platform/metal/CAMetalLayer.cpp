@@ -35,28 +35,34 @@ void CAMetalLayer::setFramebufferOnly(bool framebufferOnly) {
 }
 
 CGSize CAMetalLayer::drawableSize() const {
-  const std::lock_guard lock(drawableMutex_);
-  return drawableSize_;
+  {
+    const std::lock_guard lock(drawableMutex_);
+    if (drawableSize_) return *drawableSize_;
+  }
+  const CGSize points = bounds().size;
+  const double scale = contentsScale();
+  return CGSizeMake(std::ceil(points.width * scale), std::ceil(points.height * scale));
 }
 
 void CAMetalLayer::setDrawableSize(CGSize size) {
   const std::lock_guard lock(drawableMutex_);
-  if (size.width != drawableSize_.width || size.height != drawableSize_.height) ring_.reset();
   drawableSize_ = size;
 }
 
 std::shared_ptr<CAMetalDrawable> CAMetalLayer::nextDrawable() {
+  const CGSize wanted = drawableSize();
+  const CGSize size = CGSizeMake(std::floor(wanted.width), std::floor(wanted.height));
   std::shared_ptr<ZELPlatform::DrawableRing> ring;
   {
     const std::lock_guard lock(drawableMutex_);
-    const double width = std::floor(drawableSize_.width);
-    const double height = std::floor(drawableSize_.height);
-    if (!device_ || !(width >= 1.0) || !(height >= 1.0)) return nullptr;
+    if (!CGSizeEqualToSize(size, ringSize_)) ring_.reset();
+    if (!device_ || !(size.width >= 1.0) || !(size.height >= 1.0)) return nullptr;
     const auto limit = static_cast<double>(device_->maximumTextureSize());
-    if (width > limit || height > limit) return nullptr;
+    if (size.width > limit || size.height > limit) return nullptr;
     if (!ring_) {
-      ring_ = device_->_newDrawableRing(contentsStore(), pixelFormat_, static_cast<size_t>(width),
-                                        static_cast<size_t>(height));
+      ring_ = device_->_newDrawableRing(contentsStore(), pixelFormat_, static_cast<size_t>(size.width),
+                                        static_cast<size_t>(size.height));
+      ringSize_ = size;
     }
     ring = ring_;
   }
