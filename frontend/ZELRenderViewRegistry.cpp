@@ -3,10 +3,17 @@
 
 #include "frontend/ZELInternalWeakRef.h"
 #include "gl/ZELGLRenderView.h"
+#include "metal/ZELMetalRenderView.h"
 
 // The class-wide half of the view: which back end a new view gets, and who has to flush when the host asks for it.
 
-std::shared_ptr<ZELInternalRenderView> ZELRenderView::_createInternalView() { return ZELGLRenderView::create(); }
+std::shared_ptr<ZELInternalRenderView> ZELRenderView::_createInternalView() {
+  if (ZELMetalRenderView::metalSupported()) {
+    const std::shared_ptr<ZELMetalRenderView> view = ZELMetalRenderView::create();
+    if (view && view->canRender()) return view;
+  }
+  return ZELGLRenderView::create();
+}
 
 std::vector<std::shared_ptr<ZELInternalWeakRef>>& ZELRenderView::_trackedViews() {
   // Never destroyed: views may still be flushed while the process ends.

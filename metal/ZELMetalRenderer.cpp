@@ -55,8 +55,7 @@ ZELMetalUniforms ZELMetalUniforms::forTexture(const ZELMetalTexture& texture, co
   uniforms.displayScale = {static_cast<float>(rect.size.width), static_cast<float>(rect.size.height)};
   uniforms.aspectRatio = static_cast<float>(size.height > 0.0 ? size.width / size.height : 1.0);
   uniforms.nearPlane = static_cast<float>(state ? state->nearPlane : 0.0);
-  uniforms.scale =
-      static_cast<float>(cubeFaceScale(texture.size().width, projection ? projection->padding() : 0));
+  uniforms.scale = static_cast<float>(cubeFaceScale(texture.size().width, projection ? projection->padding() : 0));
   return uniforms;
 }
 
