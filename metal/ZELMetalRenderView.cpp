@@ -137,10 +137,12 @@ void ZELMetalRenderView::sizeDrawable(const ZELMetalTexture& texture, const ZELI
                            ? state.projection->contentScaleForContentSize(texture.size(), state.size, kSampleFactor,
                                                                           UIScreen::mainScreen().nativeScale())
                            : 0.0;
-  const std::shared_ptr<CAMetalLayer> layer = metalLayer();
-  if (scale != layer->contentsScale()) layer->setContentsScale(scale);
   const CGSize size = CGSizeMake(std::ceil(scale * state.size.width), std::ceil(scale * state.size.height));
-  if (CGSizeEqualToSize(size, layer->drawableSize())) return;
+  const std::shared_ptr<CAMetalLayer> layer = metalLayer();
+  // Read first: until a size is set, the layer's own follows the scale.
+  const CGSize sizeBefore = layer->drawableSize();
+  if (scale != layer->contentsScale()) layer->setContentsScale(scale);
+  if (CGSizeEqualToSize(size, sizeBefore)) return;
   layer->setDrawableSize(size);
   needsClear_ = true;
 }
