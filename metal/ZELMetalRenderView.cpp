@@ -98,6 +98,8 @@ void ZELMetalRenderView::flushGPU() {
   });
 }
 
+std::string ZELMetalRenderView::rendererDescription() const { return device_ ? "Metal: " + device_->name() : ""; }
+
 void ZELMetalRenderView::renderFrame(ZELPixelBufferSource* source,
                                      const std::shared_ptr<const ZELInternalRenderState>& state) {
   if (UIApplication::sharedApplication().applicationState() != UIApplicationStateActive) return;

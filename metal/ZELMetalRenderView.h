@@ -7,6 +7,7 @@
 
 #include <atomic>
 #include <memory>
+#include <string>
 
 #include "metal/ZELMetalRenderer.h"
 #include "metal/ZELMetalTextureCache.h"
@@ -31,6 +32,8 @@ class ZELMetalRenderView final : public ZELInternalRenderView {
 
   /// Returns when the GPU has done all that was handed over so far. Any thread.
   void flushGPU() override;
+
+  std::string rendererDescription() const override;
 
   std::shared_ptr<CAMetalLayer> metalLayer() const { return std::static_pointer_cast<CAMetalLayer>(layer()); }
 

@@ -7,6 +7,7 @@
 #include <optional>
 #include <string>
 
+#include "apps/zelview/BackEnd.h"
 #include "apps/zelview/Camera.h"
 
 namespace zelview {
@@ -30,6 +31,7 @@ struct Options {
   std::optional<CGSize> size;
   /// Pixels per point; none: 1 off screen, the display's in a window.
   std::optional<double> scale;
+  BackEnd backEnd = BackEnd::Automatic;
   bool verbose = false;
 };
 

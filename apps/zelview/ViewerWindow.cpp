@@ -60,8 +60,7 @@ void ViewerWindow::open() {
   if (options_.scale) UIScreen::mainScreen().setNativeScale(*options_.scale);
   window_->setDelegate(weak_from_this());
 
-  view_ = ZELRenderView::create(window_->bounds());
-  if (!view_) throw ViewerError("A view to render with cannot be made.");
+  view_ = makeRenderView(window_->bounds(), options_.backEnd);
   view_->setController(controller_);
   view_->setZoom(options_.camera.zoom);
   view_->setReadyForDisplayObserver([weak = weak_from_this()](bool ready) {
@@ -102,6 +101,7 @@ void ViewerWindow::pictureReady() {
   shown_ = true;
   window_->makeKeyAndVisible();
   if (options_.verbose) {
+    std::fprintf(stderr, "drawn by: %s\n", view_->rendererDescription().c_str());
     std::fprintf(stderr, "first picture: %.0f ms after the start, %.0fx%.0f points at %g pixels a point\n",
                  (CACurrentMediaTime() - startTime_) * 1000.0, window_->bounds().size.width,
                  window_->bounds().size.height, UIScreen::mainScreen().nativeScale());

@@ -1,4 +1,3 @@
-#include <ZELPlatform/EAGL.h>
 #include <ZELPlatform/Foundation.h>
 #include <ZELPlatform/UIApplication.h>
 
@@ -7,6 +6,7 @@
 #include <exception>
 #include <new>
 
+#include "apps/zelview/BackEnd.h"
 #include "apps/zelview/ContactSheet.h"
 #include "apps/zelview/OffscreenRenderer.h"
 #include "apps/zelview/Options.h"
@@ -27,7 +27,7 @@ void startDisplay(const Options& options) {
   display.offscreenSize = options.size.value_or(kDefaultSize);
   display.offscreenScale = options.scale.value_or(1.0);
   if (const std::string reason = UIApplication::start(display); !reason.empty()) throw ViewerError(reason);
-  if (const std::string reason = EAGLContext::unavailableReason(); !reason.empty()) throw ViewerError(reason);
+  chooseBackEnd(options.backEnd);
 }
 
 void write(const CGImage& image, const Options& options) {
@@ -39,22 +39,22 @@ void write(const CGImage& image, const Options& options) {
 
 void describe(const Options& options, PictureContent& content) {
   const CGImage& image = *content.imageFor(content.projection());
-  std::fprintf(stderr, "drawn by: %s\n", EAGLContext::rendererDescription().c_str());
   std::fprintf(stderr, "picture: %s, %zux%zu pixels\n",
                content.isBuiltIn() ? "built-in panorama" : options.picture.c_str(), image.width(), image.height());
   std::fprintf(stderr, "projection: %s\n", ZELProjectionTypeName(content.projection()));
   if (content.projection() == ZELProjectionTypeSegmentedSphere) {
-    std::fprintf(stderr, "projection: the OpenGL ES back end draws segmented spheres flat, stretched over the view\n");
+    std::fprintf(stderr, "projection: segmented spheres are drawn flat, stretched over the view\n");
   }
 }
 
 void saveSnapshot(const Options& options, PictureContent& content) {
   const ZELProjectionType type = content.projection();
-  OffscreenRenderer renderer(options.size.value_or(kDefaultSize));
+  OffscreenRenderer renderer(options.size.value_or(kDefaultSize), options.backEnd);
   write(*renderer.render(
             content.imageFor(type), [&] { return makeProjection(type, options.gravity, options.padding); },
             options.camera),
         options);
+  if (options.verbose) std::fprintf(stderr, "drawn by: %s\n", renderer.rendererDescription().c_str());
 }
 
 void run(const Options& options, double startTime) {
@@ -66,7 +66,7 @@ void run(const Options& options, double startTime) {
   }
   if (!options.picture.empty()) checkReadable(options.picture);
   startDisplay(options);
-  const auto limit = static_cast<size_t>(EAGLContext::maximumTextureSize());
+  const auto limit = maximumTextureSize();
   const std::shared_ptr<PictureContent> content = PictureContent::load(options, limit);
   if (options.verbose) describe(options, *content);
   switch (options.mode) {

@@ -272,6 +272,10 @@ TEST_F(BackEndChoice, IsMetalWhereItCanRenderAndElseOpenGLES) {
     FakeMetal::shared().mend(call);
     EXPECT_TRUE(isMetal()) << "the choice is made anew for every view";
   }
+  ZELRenderView::setMetalAllowed(false);
+  EXPECT_TRUE(isGL()) << "not allowed";
+  ZELRenderView::setMetalAllowed(true);
+  EXPECT_TRUE(ZELRenderView::create({})->usesMetal());
   FakeMetal::shared().fail("texture cache");
   EXPECT_TRUE(isMetal()) << "a view that can render, though no frame will yield a texture";
   EXPECT_EQ(refresh(*makeView()), "clear 40x20");

@@ -38,7 +38,10 @@ TEST(Options, EveryOptionArrives) {
   EXPECT_EQ(o.size->width, 640.0);
   EXPECT_EQ(o.size->height, 480.0);
   EXPECT_EQ(o.scale, 1.5);
+  EXPECT_EQ(o.backEnd, BackEnd::OpenGLES);
   EXPECT_TRUE(o.verbose);
+  EXPECT_EQ(parse({"--backend", "metal"}).options->backEnd, BackEnd::Metal);
+  EXPECT_EQ(parse({"--backend", "auto"}).options->backEnd, BackEnd::Automatic);
   EXPECT_EQ(parse({"--contact-sheet", "a"}).options->mode, Mode::ContactSheet);
   EXPECT_EQ(parse({"--save-panorama", "a"}).options->mode, Mode::SavePanorama);
 }
@@ -64,7 +67,7 @@ INSTANTIATE_TEST_SUITE_P(All, UsageError,
                              {"--save-panorama", "a", "in.jpg"},
                              {"--projection", "cube"},
                              {"--gravity", "centre"},
-                             {"--backend", "metal"},
+                             {"--backend", "vulkan"},
                              {"--padding", "-1"},
                              {"--padding", "1.5"},
                              {"--yaw", "left"},
