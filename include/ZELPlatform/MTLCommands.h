@@ -28,7 +28,7 @@ struct MTLRenderPassDescriptor {
 /// Records the draws of one pass. Belongs to the thread that records; nothing is drawn before the commit.
 ///
 /// What is set stays set for later draws. A null object takes back what was set; a draw that lacks its pipeline, its
-/// vertices or its indices is left out, a missing texture reads as transparent black.
+/// vertices, its indices or a texture that its function declares is left out.
 class ZELPLATFORM_EXPORT MTLRenderCommandEncoder {
  public:
   virtual ~MTLRenderCommandEncoder() = default;
@@ -66,8 +66,8 @@ class ZELPLATFORM_EXPORT MTLComputeCommandEncoder {
   /// Copies up to 128 bytes for the next dispatches.
   virtual void setBytes(const void* bytes, size_t length, size_t index) = 0;
 
-  /// Left out when there is no pipeline, a count is 0 or above the device's limit, or the group size is not the
-  /// function's own.
+  /// Left out when there is no pipeline, a resource that the function declares is missing, a count is 0 or above the
+  /// device's limit, or the group size is not the function's own.
   virtual void dispatchThreadgroups(MTLSize threadgroupsPerGrid, MTLSize threadsPerThreadgroup) = 0;
 
   virtual void endEncoding() = 0;

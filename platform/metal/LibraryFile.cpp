@@ -72,6 +72,30 @@ std::optional<ShaderStage> stageOfModel(uint32_t executionModel) {
   }
 }
 
+/// Takes from an instruction what it says about the module; false when that is not to be had here.
+bool noteInstruction(uint32_t opcode, std::span<const uint32_t> operands, ModuleTraits* traits, size_t* entryPoints) {
+  constexpr uint32_t kEntryPoint = 15;
+  constexpr uint32_t kExecutionMode = 16;
+  constexpr uint32_t kLocalSize = 17;
+  constexpr uint32_t kDecorate = 71;
+  constexpr uint32_t kBinding = 33;
+  constexpr uint32_t kDescriptorSet = 34;
+  if (opcode == kEntryPoint && operands.size() >= 4) {
+    const auto stage = stageOfModel(operands[0]);
+    if (!stage || !namesMain(operands.subspan(2))) return false;
+    traits->stage = *stage;
+    ++*entryPoints;
+  } else if (opcode == kExecutionMode && operands.size() == 5 && operands[1] == kLocalSize) {
+    traits->groupSize = MTLSizeMake(operands[2], operands[3], operands[4]);
+  } else if (opcode == kDecorate && operands.size() == 3 && operands[1] == kBinding) {
+    if (operands[2] >= 32) return false;
+    traits->bindings |= 1U << operands[2];
+  } else if (opcode == kDecorate && operands.size() == 3 && operands[1] == kDescriptorSet) {
+    return operands[2] == 0;
+  }
+  return true;
+}
+
 std::optional<LibraryFunction> functionAt(std::span<const uint8_t> bytes, size_t entry, size_t firstCode) {
   LibraryFunction function;
   function.name = nameAt(bytes, entry);
@@ -83,38 +107,30 @@ std::optional<LibraryFunction> functionAt(std::span<const uint8_t> bytes, size_t
     return std::nullopt;
   }
   function.code = wordsAt(bytes, place, length);
-  if (!describeModule(function.code, &function.stage, &function.groupSize)) return std::nullopt;
-  return static_cast<uint32_t>(function.stage) == stage ? std::optional(std::move(function)) : std::nullopt;
+  const auto traits = describeModule(function.code);
+  if (!traits || static_cast<uint32_t>(traits->stage) != stage) return std::nullopt;
+  function.traits = *traits;
+  return function;
 }
 
 }  // namespace
 
-bool describeModule(std::span<const uint32_t> code, ShaderStage* stage, MTLSize* groupSize) {
+std::optional<ModuleTraits> describeModule(std::span<const uint32_t> code) {
   // The numbers are those of the SPIR-V specification: five header words, then instructions that begin with their
   // length in words and their opcode.
   constexpr uint32_t kSpirvMagic = 0x07230203;
   constexpr size_t kSpirvHeader = 5;
-  constexpr uint32_t kEntryPoint = 15;
-  constexpr uint32_t kExecutionMode = 16;
-  constexpr uint32_t kLocalSize = 17;
-  if (code.size() < kSpirvHeader || code[0] != kSpirvMagic) return false;
-  bool found = false;
+  if (code.size() < kSpirvHeader || code[0] != kSpirvMagic) return std::nullopt;
+  ModuleTraits traits;
+  size_t entryPoints = 0;
   for (size_t at = kSpirvHeader; at < code.size();) {
     const size_t length = code[at] >> 16U;
-    if (length == 0 || length > code.size() - at) return false;
-    const uint32_t opcode = code[at] & 0xFFFFU;
+    if (length == 0 || length > code.size() - at) return std::nullopt;
     const auto operands = code.subspan(at + 1, length - 1);
-    if (opcode == kEntryPoint && operands.size() >= 4) {
-      const auto known = stageOfModel(operands[0]);
-      if (found || !known || !namesMain(operands.subspan(2))) return false;
-      *stage = *known;
-      found = true;
-    } else if (opcode == kExecutionMode && operands.size() == 5 && operands[1] == kLocalSize) {
-      *groupSize = MTLSizeMake(operands[2], operands[3], operands[4]);
-    }
+    if (!noteInstruction(code[at] & 0xFFFFU, operands, &traits, &entryPoints)) return std::nullopt;
     at += length;
   }
-  return found;
+  return entryPoints == 1 ? std::optional(traits) : std::nullopt;
 }
 
 std::vector<uint8_t> encodeLibrary(const std::vector<LibraryFunction>& functions) {
@@ -126,7 +142,7 @@ std::vector<uint8_t> encodeLibrary(const std::vector<LibraryFunction>& functions
     std::string name = function.name.substr(0, kNameBytes - 1);
     name.resize(kNameBytes, '\0');
     bytes.insert(bytes.end(), name.begin(), name.end());
-    append(&bytes, static_cast<uint32_t>(function.stage));
+    append(&bytes, static_cast<uint32_t>(function.traits.stage));
     append(&bytes, static_cast<uint32_t>(place));
     append(&bytes, static_cast<uint32_t>(function.code.size() * 4));
     place += function.code.size() * 4;

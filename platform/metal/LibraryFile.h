@@ -13,13 +13,20 @@ namespace ZELPlatform {
 
 enum class ShaderStage : uint32_t { Vertex = 0, Fragment = 1, Compute = 2 };
 
+/// What a SPIR-V module says about itself.
+struct ModuleTraits {
+  ShaderStage stage = ShaderStage::Vertex;
+  /// The group size of a compute function.
+  MTLSize groupSize;
+  /// The bindings of set 0 that the module declares, as bits.
+  uint32_t bindings = 0;
+};
+
 /// One function of a library: a SPIR-V module whose entry point is "main".
 struct LibraryFunction {
   std::string name;
-  ShaderStage stage = ShaderStage::Vertex;
   std::vector<uint32_t> code;
-  /// The group size of a compute function.
-  MTLSize groupSize;
+  ModuleTraits traits;
 };
 
 /// The bytes of a library file, in which functions are found by their names.
@@ -36,8 +43,8 @@ std::optional<std::vector<LibraryFunction>> decodeLibrary(std::span<const uint8_
 /// Reads and decodes a file; none also when it cannot be read.
 std::optional<std::vector<LibraryFunction>> readLibrary(const std::string& path, std::string* error);
 
-/// The stage of a SPIR-V module, and a compute function's group size; false when it is no module with an entry point
-/// "main" of a known stage.
-bool describeModule(std::span<const uint32_t> code, ShaderStage* stage, MTLSize* groupSize);
+/// None when the words are no module with an entry point "main" of a known stage whose bindings are those of set 0,
+/// below 32.
+std::optional<ModuleTraits> describeModule(std::span<const uint32_t> code);
 
 }  // namespace ZELPlatform

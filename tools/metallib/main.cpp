@@ -30,9 +30,9 @@ LibraryFunction readModule(const std::filesystem::path& path) {
     for (unsigned byte = 0; byte < 4; ++byte) word |= uint32_t{static_cast<uint8_t>(bytes[i + byte])} << (8 * byte);
     function.code.push_back(word);
   }
-  if (!ZELPlatform::describeModule(function.code, &function.stage, &function.groupSize)) {
-    throw std::runtime_error("this is no SPIR-V module with a function \"main\": " + path.string());
-  }
+  const auto traits = ZELPlatform::describeModule(function.code);
+  if (!traits) throw std::runtime_error("this is no SPIR-V module with a function \"main\": " + path.string());
+  function.traits = *traits;
   return function;
 }
 
