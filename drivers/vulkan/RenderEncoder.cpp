@@ -118,6 +118,9 @@ void RenderEncoder::endEncoding() {
   if (!buffer_->isOpen(this)) return;
   buffer_->close();
   endPass(*buffer_);
+  // From now on the command buffer alone keeps what is used.
+  textures_ = {};
+  vertexBuffers_ = {};
 }
 
 void RenderEncoder::endPass(CommandBuffer& buffer) {
