@@ -12,6 +12,8 @@ namespace ZELPlatform::vulkan {
 namespace {
 
 constexpr uint64_t kLongestWaitNanoseconds = 60'000'000'000;
+/// The driver may be short of memory for a moment even to wait.
+constexpr int kWaitAttempts = 3;
 
 bool hasExtension(const InstanceFunctions& vk, VkPhysicalDevice device, const char* name) {
   uint32_t count = 0;
@@ -95,7 +97,7 @@ std::shared_ptr<Gpu> Gpu::create(std::shared_ptr<Instance> instance, const Setti
                                   : "Vulkan is not available: no GPU has what is needed.";
     return nullptr;
   }
-  return gpu->open(error) ? gpu : nullptr;
+  return gpu->open(settings, error) ? gpu : nullptr;
 }
 
 Gpu::Gpu(std::shared_ptr<Instance> instance) : instance_(std::move(instance)) {}
@@ -138,7 +140,7 @@ bool Gpu::examine(VkPhysicalDevice candidate) {
   return true;
 }
 
-bool Gpu::open(std::string* error) {
+bool Gpu::open(const Settings& settings, std::string* error) {
   const InstanceFunctions& vk = instance_->functions();
   const float priority = 1.0F;
   VkDeviceQueueCreateInfo queue{};
@@ -162,6 +164,7 @@ bool Gpu::open(std::string* error) {
         "Vulkan is not available: " + capabilities_.name + " cannot be opened (error " + std::to_string(result) + ").";
     return false;
   }
+  if (settings.changeFunctions) settings.changeFunctions(&functions_);
   capabilities_.hostImport = capabilities_.hostImport && functions_.vkGetMemoryHostPointerPropertiesEXT;
   vk.vkGetPhysicalDeviceMemoryProperties(physicalDevice_, &memory_);
   functions_.vkGetDeviceQueue(device_, queueFamily_, 0, &queue_);
@@ -173,7 +176,7 @@ bool Gpu::open(std::string* error) {
 
 Gpu::~Gpu() {
   if (!device_) return;
-  if (functions_.vkDeviceWaitIdle && !isLost()) functions_.vkDeviceWaitIdle(device_);
+  waitUntilIdle();
   transfer_.reset();
   layouts_.reset();
   if (functions_.vkDestroyDevice) functions_.vkDestroyDevice(device_, nullptr);
@@ -188,9 +191,19 @@ VkResult Gpu::submit(const VkSubmitInfo& work, VkFence fence) {
 }
 
 bool Gpu::wait(VkFence fence) {
-  if (isLost()) return false;
-  const VkResult result = functions_.vkWaitForFences(device_, 1, &fence, VK_TRUE, kLongestWaitNanoseconds);
-  return succeeded(result == VK_TIMEOUT ? VK_ERROR_DEVICE_LOST : result);
+  // Also of a lost device: its fences come to an end, and only then is its memory no longer touched.
+  for (int attempt = 0; attempt < kWaitAttempts && !hangs_; ++attempt) {
+    const VkResult result = functions_.vkWaitForFences(device_, 1, &fence, VK_TRUE, kLongestWaitNanoseconds);
+    if (result == VK_SUCCESS) return true;
+    if (result == VK_ERROR_DEVICE_LOST) return succeeded(result);
+    if (result == VK_TIMEOUT) hangs_ = true;
+  }
+  return succeeded(VK_ERROR_DEVICE_LOST);
+}
+
+void Gpu::waitUntilIdle() {
+  const std::lock_guard lock(queueMutex_);
+  if (functions_.vkDeviceWaitIdle && !hangs_) functions_.vkDeviceWaitIdle(device_);
 }
 
 bool Gpu::succeeded(VkResult result) {

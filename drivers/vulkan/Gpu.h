@@ -42,9 +42,6 @@ class Gpu : public std::enable_shared_from_this<Gpu> {
   const DeviceFunctions& functions() const { return functions_; }
   uint32_t queueFamily() const { return queueFamily_; }
 
-  /// Tests put failing functions in while nothing else uses the GPU.
-  DeviceFunctions& replaceableFunctions() { return functions_; }
-
   const Capabilities& capabilities() const { return capabilities_; }
   Capabilities& replaceableCapabilities() { return capabilities_; }
 
@@ -57,8 +54,12 @@ class Gpu : public std::enable_shared_from_this<Gpu> {
   /// Hands work to the queue; `fence` tells its end.
   VkResult submit(const VkSubmitInfo& work, VkFence fence);
 
-  /// Waits for a fence; false when the device was lost, for which a minute without an end is taken too.
+  /// Waits until the GPU is done with what the fence stands for; false when the work was lost. A GPU that does not come
+  /// to an end within a minute counts as lost, too.
   bool wait(VkFence fence);
+
+  /// Waits until the GPU has nothing to do.
+  void waitUntilIdle();
 
   /// Whether the call succeeded; notes a lost device.
   bool succeeded(VkResult result);
@@ -78,7 +79,7 @@ class Gpu : public std::enable_shared_from_this<Gpu> {
   explicit Gpu(std::shared_ptr<Instance> instance);
   bool choose(bool softwareToo);
   bool examine(VkPhysicalDevice candidate);
-  bool open(std::string* error);
+  bool open(const Settings& settings, std::string* error);
 
   std::shared_ptr<Instance> instance_;
   VkPhysicalDevice physicalDevice_ = VK_NULL_HANDLE;
@@ -89,6 +90,7 @@ class Gpu : public std::enable_shared_from_this<Gpu> {
   DeviceFunctions functions_;
   Capabilities capabilities_;
   std::atomic<bool> lost_{false};
+  std::atomic<bool> hangs_{false};
   std::mutex queueMutex_;
   std::unique_ptr<Layouts> layouts_;
   std::unique_ptr<Transfer> transfer_;

@@ -7,8 +7,8 @@
 #include <cstddef>
 #include <memory>
 
-/// One plane of a pixel buffer as a texture. It holds the pixel buffer; dropping the last reference gives both back. A
-/// command buffer that uses the texture holds what the GPU reads, too. Any thread.
+/// One plane of a pixel buffer as a texture. If it is the buffer's memory, it holds the pixel buffer; dropping the last
+/// reference gives that back. A command buffer that uses the texture holds what the GPU reads, too. Any thread.
 class ZELPLATFORM_EXPORT CVMetalTexture {
  public:
   virtual ~CVMetalTexture() = default;

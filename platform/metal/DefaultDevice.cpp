@@ -1,10 +1,24 @@
 #include "platform/metal/MetalDriver.h"
 
+#include <ZELPlatform/EAGL.h>
+
+#include <algorithm>
+#include <iterator>
 #include <mutex>
 #include <utility>
 
 namespace ZELPlatform {
 namespace {
+
+/// Whether OpenGL ES has a GPU to draw with. Then a processor is the worse choice for the explicit API, however much it
+/// is preferred.
+bool glDrawsWithGpu() {
+  static constexpr const char* kSoftware[] = {"llvmpipe", "softpipe", "swrast", "SwiftShader"};
+  const std::string renderer = EAGLContext::rendererDescription();
+  return !renderer.empty() && std::none_of(std::begin(kSoftware), std::end(kSoftware), [&renderer](const char* name) {
+    return renderer.find(name) != std::string::npos;
+  });
+}
 
 /// The process's device and where it comes from. Never destroyed: textures and queues of it may live on to the end of
 /// the process.
@@ -22,10 +36,11 @@ struct DefaultDevice {
 
   void open() {
     reason.clear();
+    const bool softwareToo = !glDrawsWithGpu();
     for (const MetalDriverDescriptor& descriptor : metalDrivers()) {
       std::string why;
       driver = &descriptor;
-      device = descriptor.create(&why);
+      device = descriptor.create(softwareToo, &why);
       if (device) return reason.clear();
       reason += (reason.empty() ? "" : " ") + why;
     }

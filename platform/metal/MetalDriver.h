@@ -12,8 +12,9 @@ namespace ZELPlatform {
 /// One entry of the list of Metal drivers.
 struct MetalDriverDescriptor {
   const char* name;
-  /// Null, with one sentence in `error`, when it cannot work here.
-  std::shared_ptr<MTLDevice> (*create)(std::string* error);
+  /// Null, with one sentence in `error`, when it cannot work here; a processor that draws is taken only if
+  /// `softwareToo`.
+  std::shared_ptr<MTLDevice> (*create)(bool softwareToo, std::string* error);
   /// Whether a device that this driver made was lost and can do nothing any more.
   bool (*isLost)(const MTLDevice& device);
 };
