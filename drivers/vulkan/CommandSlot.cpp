@@ -36,7 +36,7 @@ bool CommandSlot::begin() {
   if (submitted_ && !gpu_.succeeded(vk.vkResetFences(gpu_.device(), 1, &fence))) return false;
   submitted_ = false;
   ahead_ = false;
-  for (Sets& sets : sets_) sets.taken = 0;
+  for (auto& [key, sets] : sets_) sets.taken = 0;
   return gpu_.succeeded(vk.vkResetCommandPool(gpu_.device(), pool_.get(), 0)) && beginCommands(commands());
 }
 
@@ -52,8 +52,8 @@ VkCommandBuffer CommandSlot::commandsAhead() {
   return ahead_ ? commands_[0] : VK_NULL_HANDLE;
 }
 
-VkDescriptorSet CommandSlot::takeSet(PipelineKind kind) {
-  Sets& sets = sets_[static_cast<size_t>(kind)];
+VkDescriptorSet CommandSlot::takeSet(PipelineKind kind, uint32_t bindings) {
+  Sets& sets = sets_[{kind, bindings}];
   if (sets.taken == sets.sets.size() && !addSets(kind, &sets)) return VK_NULL_HANDLE;
   return sets.sets[sets.taken++];
 }

@@ -4,7 +4,10 @@
 #include "drivers/vulkan/Layouts.h"
 
 #include <array>
+#include <cstdint>
+#include <map>
 #include <memory>
+#include <utility>
 #include <vector>
 
 namespace ZELPlatform::vulkan {
@@ -25,8 +28,12 @@ class CommandSlot {
   /// refuses.
   VkCommandBuffer commandsAhead();
 
-  /// A descriptor set to write, valid until the next `begin`; null when memory is short.
-  VkDescriptorSet takeSet(PipelineKind kind);
+  /// A descriptor set to write, valid until the next `begin`; null when memory is short. `bindings` has a bit for each
+  /// binding that will be written.
+  ///
+  /// A set is used again for the same bindings only: Mesa's software driver looks at all that were ever written, whether
+  /// a function declares them or not, and crashes where an image has gone since.
+  VkDescriptorSet takeSet(PipelineKind kind, uint32_t bindings);
 
   /// Ends recording and hands the commands to the GPU.
   bool submit();
@@ -35,7 +42,7 @@ class CommandSlot {
   bool wait() { return gpu_.wait(fence_.get()); }
 
  private:
-  /// The descriptor sets of one kind, handed out in order.
+  /// The descriptor sets of one kind and one choice of bindings, handed out in order.
   struct Sets {
     std::vector<DescriptorPoolHandle> pools;
     std::vector<VkDescriptorSet> sets;
@@ -52,7 +59,7 @@ class CommandSlot {
   bool ahead_ = false;
   bool submitted_ = false;
   FenceHandle fence_;
-  std::array<Sets, 2> sets_;
+  std::map<std::pair<PipelineKind, uint32_t>, Sets> sets_;
 };
 
 }  // namespace ZELPlatform::vulkan

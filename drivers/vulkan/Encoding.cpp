@@ -59,7 +59,9 @@ bool ResourceBinder::bind(const InlineBytes& bytes) {
 
 bool ResourceBinder::bindSet() {
   const Gpu& gpu = buffer_.gpu();
-  VkDescriptorSet set = buffer_.slot().takeSet(kind_);
+  uint32_t bindings = 0;
+  for (size_t i = 0; i < count_; ++i) bindings |= 1U << resources_[i].binding;
+  VkDescriptorSet set = buffer_.slot().takeSet(kind_, bindings);
   if (!set) return false;
   std::array<VkWriteDescriptorSet, kSampledBindings + kStorageTextures + kStorageBuffers> writes{};
   for (size_t i = 0; i < count_; ++i) {
