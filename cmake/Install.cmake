@@ -14,6 +14,12 @@ install(TARGETS ZELPlatform ZELKit EXPORT ZELKitTargets LIBRARY DESTINATION ${CM
 if(NOT ZEL_WITH_PLAYER)
   set(ZEL_ABSENT_HEADERS PATTERN "*AVPlayer*" EXCLUDE PATTERN "AVFoundation.h" EXCLUDE)
 endif()
+
+# Beside the library that looks for it.
+if(TARGET zel_default_metallib)
+  install(FILES ${PROJECT_BINARY_DIR}/zelkit/default.metallib DESTINATION ${CMAKE_INSTALL_LIBDIR}/zelkit)
+endif()
+
 install(DIRECTORY include/ZELKit include/ZELPlatform DESTINATION ${CMAKE_INSTALL_INCLUDEDIR}
   FILES_MATCHING PATTERN "*.h" PATTERN "internal" EXCLUDE ${ZEL_ABSENT_HEADERS})
 

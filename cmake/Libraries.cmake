@@ -10,6 +10,9 @@ endif()
 if(NOT ZEL_WITH_PLAYER)
   list(FILTER ZEL_PLATFORM_SOURCES EXCLUDE REGEX "/avfoundation/|/drivers/(gstreamer/|MediaDrivers)")
 endif()
+if(NOT ZEL_WITH_VULKAN)
+  list(FILTER ZEL_PLATFORM_SOURCES EXCLUDE REGEX "/drivers/vulkan/")
+endif()
 
 add_library(zel_platform_objects OBJECT ${ZEL_PLATFORM_SOURCES})
 target_include_directories(zel_platform_objects
@@ -32,13 +35,19 @@ endif()
 if(ZEL_WITH_PLAYER)
   target_link_libraries(zel_platform_objects PUBLIC PkgConfig::GSTREAMER)
 endif()
+if(ZEL_WITH_VULKAN)
+  # Only the headers: the loader is opened at run time, so that a machine without one still draws with OpenGL ES.
+  target_compile_definitions(zel_platform_objects PRIVATE ZEL_WITH_VULKAN=1)
+  target_include_directories(zel_platform_objects PRIVATE ${VULKAN_INCLUDE_DIRS})
+endif()
 
 file(GLOB_RECURSE ZEL_KIT_SOURCES CONFIGURE_DEPENDS
   ${PROJECT_SOURCE_DIR}/frontend/*.cpp
   ${PROJECT_SOURCE_DIR}/projection/*.cpp
   ${PROJECT_SOURCE_DIR}/sources/*.cpp
   ${PROJECT_SOURCE_DIR}/motion/*.cpp
-  ${PROJECT_SOURCE_DIR}/gl/*.cpp)
+  ${PROJECT_SOURCE_DIR}/gl/*.cpp
+  ${PROJECT_SOURCE_DIR}/metal/*.cpp)
 if(NOT ZEL_WITH_PLAYER)
   list(FILTER ZEL_KIT_SOURCES EXCLUDE REGEX "/ZELAVPlayer")
 endif()

@@ -16,3 +16,6 @@ if(ZEL_WITH_PLAYER)
   pkg_check_modules(GSTREAMER REQUIRED IMPORTED_TARGET gstreamer-1.0 gstreamer-app-1.0 gstreamer-video-1.0
     gstreamer-pbutils-1.0)
 endif()
+if(ZEL_WITH_VULKAN)
+  pkg_check_modules(VULKAN REQUIRED vulkan)
+endif()

@@ -1,12 +1,40 @@
 #include <ZELKit/ZELRenderView.h>
 #include <ZELPlatform/Dispatch.h>
 
+#include <atomic>
+
 #include "frontend/ZELInternalWeakRef.h"
 #include "gl/ZELGLRenderView.h"
+#include "metal/ZELMetalRenderView.h"
 
 // The class-wide half of the view: which back end a new view gets, and who has to flush when the host asks for it.
 
-std::shared_ptr<ZELInternalRenderView> ZELRenderView::_createInternalView() { return ZELGLRenderView::create(); }
+namespace {
+
+std::atomic<bool>& metalIsAllowed() {
+  static std::atomic<bool> allowed{true};
+  return allowed;
+}
+
+}  // namespace
+
+bool ZELRenderView::metalAllowed() { return metalIsAllowed(); }
+
+void ZELRenderView::setMetalAllowed(bool allowed) { metalIsAllowed() = allowed; }
+
+bool ZELRenderView::usesMetal() const { return std::dynamic_pointer_cast<ZELMetalRenderView>(renderView_) != nullptr; }
+
+std::string ZELRenderView::rendererDescription() const {
+  return renderView_ ? renderView_->rendererDescription() : std::string();
+}
+
+std::shared_ptr<ZELInternalRenderView> ZELRenderView::_createInternalView() {
+  if (metalAllowed() && ZELMetalRenderView::metalSupported()) {
+    const std::shared_ptr<ZELMetalRenderView> view = ZELMetalRenderView::create();
+    if (view && view->canRender()) return view;
+  }
+  return ZELGLRenderView::create();
+}
 
 std::vector<std::shared_ptr<ZELInternalWeakRef>>& ZELRenderView::_trackedViews() {
   // Never destroyed: views may still be flushed while the process ends.

@@ -90,6 +90,10 @@ void ZELGLRenderView::flushGPU() {
   });
 }
 
+std::string ZELGLRenderView::rendererDescription() const {
+  return "OpenGL ES: " + EAGLContext::rendererDescription() + ", frames uploaded";
+}
+
 void ZELGLRenderView::renderFrame(ZELPixelBufferSource* source,
                                   const std::shared_ptr<const ZELInternalRenderState>& state) {
   if (UIApplication::sharedApplication().applicationState() != UIApplicationStateActive) return;

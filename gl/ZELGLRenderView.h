@@ -36,6 +36,8 @@ class ZELGLRenderView final : public ZELInternalRenderView {
   /// Posts a `glFinish` to the render queue and returns at once. Any thread.
   void flushGPU() override;
 
+  std::string rendererDescription() const override;
+
   std::shared_ptr<CAEAGLLayer> glLayer() const { return std::static_pointer_cast<CAEAGLLayer>(layer()); }
 
   // What all views share. Programs and quad live for the process.

@@ -14,6 +14,10 @@ use_software_driver() {
   export LIBGL_ALWAYS_SOFTWARE=1
   local mesa=/usr/share/glvnd/egl_vendor.d/50_mesa.json
   [[ ! -f $mesa ]] || export __EGL_VENDOR_LIBRARY_FILENAMES=$mesa
+  # The same for Vulkan; older loaders know it by its second name.
+  local lavapipe
+  lavapipe=$(find /usr/share/vulkan/icd.d -name 'lvp_icd*.json' 2>/dev/null | head -n 1)
+  [[ -z $lavapipe ]] || export VK_DRIVER_FILES=$lavapipe VK_ICD_FILENAMES=$lavapipe
 }
 
 # An X server in memory, on a free number of its own choice, until the script ends. What is run afterwards sees it and no

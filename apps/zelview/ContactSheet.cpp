@@ -1,9 +1,9 @@
 #include "apps/zelview/ContactSheet.h"
 
-#include <ZELPlatform/EAGL.h>
 #include <ZELPlatform/UIScreen.h>
 
 #include <cmath>
+#include <cstdio>
 #include <string>
 #include <utility>
 #include <vector>
@@ -93,12 +93,8 @@ std::shared_ptr<CGImage> makeContactSheet(const Options& options, PictureContent
   sheet.selectFont(20.0, CairoCanvas::Weight::Bold);
   sheet.drawText("zelview", CGPointMake(kMargin, kMargin + 20.0));
   sheet.selectFont(13.0);
-  sheet.setColour(0x9AA7B4);
-  sheet.drawText((content.isBuiltIn() ? "the built-in panorama" : options.picture) + ", drawn by " +
-                     EAGLContext::rendererDescription(),
-                 CGPointMake(kMargin + 110.0, kMargin + 19.0));
 
-  OffscreenRenderer renderer(size);
+  OffscreenRenderer renderer(size, options.backEnd);
   for (size_t i = 0; i < tiles.size(); ++i) {
     const Tile& tile = tiles[i];
     const std::shared_ptr<CGImage> picture = renderer.render(
@@ -109,6 +105,11 @@ std::shared_ptr<CGImage> makeContactSheet(const Options& options, PictureContent
     sheet.setColour(0xD5DCE3);
     sheet.drawText(tile.caption, CGPointMake(origin.x + 2.0, origin.y + tileHeight + 17.0));
   }
+  sheet.setColour(0x9AA7B4);
+  sheet.drawText((content.isBuiltIn() ? "the built-in panorama" : options.picture) + ", drawn by " +
+                     renderer.rendererDescription(),
+                 CGPointMake(kMargin + 110.0, kMargin + 19.0));
+  if (options.verbose) std::fprintf(stderr, "drawn by: %s\n", renderer.rendererDescription().c_str());
   return sheet.makeImage();
 }
 

@@ -1,6 +1,5 @@
 #include "apps/zelview/OffscreenRenderer.h"
 
-#include <ZELPlatform/EAGL.h>
 #include <ZELPlatform/Foundation.h>
 #include <ZELPlatform/UIScreen.h>
 
@@ -21,7 +20,7 @@ constexpr double kRefreshPeriod = 1.0 / 60.0;
 
 void checkPictureSize(CGSize size) {
   const double scale = UIScreen::mainScreen().nativeScale();
-  const double limit = EAGLContext::maximumTextureSize();
+  const double limit = static_cast<double>(maximumTextureSize());
   const double width = std::ceil(size.width * scale);
   const double height = std::ceil(size.height * scale);
   if (std::max(width, height) <= limit) return;
@@ -30,15 +29,15 @@ void checkPictureSize(CGSize size) {
                     std::to_string(static_cast<long>(limit)) + " a side).");
 }
 
-OffscreenRenderer::OffscreenRenderer(CGSize size) : controller_(std::make_shared<CameraController>(Camera{})) {
+OffscreenRenderer::OffscreenRenderer(CGSize size, BackEnd backEnd)
+    : controller_(std::make_shared<CameraController>(Camera{})) {
   checkPictureSize(size);
   DisplayRefresh::shared().setStepped(true);
   const CGRect frame = CGRectMake(0, 0, size.width, size.height);
   std::string error;
   window_ = UIWindow::create(frame, &error);
   if (!window_) throw ViewerError(error);
-  view_ = ZELRenderView::create(frame);
-  if (!view_) throw ViewerError("A view to render with cannot be made.");
+  view_ = makeRenderView(frame, backEnd);
   view_->setController(controller_);
   window_->addSubview(view_);
   window_->makeKeyAndVisible();

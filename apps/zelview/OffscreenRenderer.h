@@ -8,7 +8,9 @@
 
 #include <functional>
 #include <memory>
+#include <string>
 
+#include "apps/zelview/BackEnd.h"
 #include "apps/zelview/Camera.h"
 #include "apps/zelview/CameraController.h"
 
@@ -22,7 +24,7 @@ void checkPictureSize(CGSize size);
 class OffscreenRenderer {
  public:
   /// Throws `ViewerError` when the picture (points times the screen's scale) is too large or nothing can draw.
-  explicit OffscreenRenderer(CGSize size);
+  OffscreenRenderer(CGSize size, BackEnd backEnd);
   ~OffscreenRenderer();
 
   /// The source's frame seen through the projection by the camera. `makeProjection` is called twice and yields a new object each
@@ -30,6 +32,9 @@ class OffscreenRenderer {
   std::shared_ptr<CGImage> render(const std::shared_ptr<ZELPixelBufferSource>& source,
                                   const std::function<std::shared_ptr<ZELProjection>()>& makeProjection,
                                   const Camera& camera);
+
+  /// What draws, for people; after the first picture it says how pictures reach the GPU, too.
+  std::string rendererDescription() const { return view_->rendererDescription(); }
 
   OffscreenRenderer(const OffscreenRenderer&) = delete;
   OffscreenRenderer& operator=(const OffscreenRenderer&) = delete;

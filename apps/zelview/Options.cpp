@@ -108,9 +108,9 @@ void describe(CLI::App& app, RawOptions& raw) {
   app.add_option("--scale", raw.scale, "Pixels per point (default 1 off screen, the display's own in a window)")
       ->check(numberBetween(kSmallestScale, kLargestScale))
       ->type_name("S");
-  app.add_option("--backend", raw.backend, "What draws")
+  app.add_option("--backend", raw.backend, "What draws; auto is Metal where there is a GPU for it, else OpenGL ES")
       ->type_name("NAME")
-      ->check(CLI::IsMember({"auto", "gl"}))
+      ->check(CLI::IsMember({"auto", "metal", "gl"}))
       ->capture_default_str();
   app.add_flag("--verbose", o.verbose, "Say on standard error what is used and how long it takes");
   describeInteraction(app, raw);
@@ -141,6 +141,8 @@ Options finish(RawOptions raw) {
     options.mode = Mode::Script;
   }
   if (raw.projection != "auto") options.projection = projectionNamed(raw.projection);
+  if (raw.backend == "metal") options.backEnd = BackEnd::Metal;
+  if (raw.backend == "gl") options.backEnd = BackEnd::OpenGLES;
   options.gravity = raw.gravity == "fill" ? ZELContentGravityFill : ZELContentGravityFit;
   options.controller = controllerNamed(raw.controller);
   if (!raw.size.empty()) options.size = parseSize(raw.size);

@@ -10,6 +10,8 @@
 #include "apps/zelview/CameraRig.h"
 #include "apps/zelview/ScriptOptions.h"
 #include "apps/zelview/video/VideoOptions.h"
+#include "apps/zelview/BackEnd.h"
+#include "apps/zelview/Camera.h"
 
 namespace zelview {
 
@@ -40,6 +42,7 @@ struct Options {
   std::optional<CGSize> size;
   /// Pixels per point; none: 1 off screen, the display's in a window.
   std::optional<double> scale;
+  BackEnd backEnd = BackEnd::Automatic;
   bool verbose = false;
 };
 

@@ -67,8 +67,7 @@ void ViewerWindow::open() {
     if (const std::shared_ptr<ViewerWindow> self = weak.lock()) self->refresh();
   });
   displayLink_->addToMainRunLoop();
-  view_ = ZELRenderView::create(window_->bounds());
-  if (!view_) throw ViewerError("A view to render with cannot be made.");
+  view_ = makeRenderView(window_->bounds(), options_.backEnd);
   view_->setReadyForDisplayObserver([weak = weak_from_this()](bool ready) {
     const std::shared_ptr<ViewerWindow> self = weak.lock();
     if (ready && self) self->pictureReady();
@@ -150,6 +149,7 @@ void ViewerWindow::pictureReady() {
   window_->makeKeyAndVisible();
   content_->didAppear();
   if (options_.verbose) {
+    std::fprintf(stderr, "drawn by: %s\n", view_->rendererDescription().c_str());
     std::fprintf(stderr, "first picture: %.0f ms after the start, %.0fx%.0f points at %g pixels a point\n",
                  (CACurrentMediaTime() - startTime_) * 1000.0, window_->bounds().size.width,
                  window_->bounds().size.height, UIScreen::mainScreen().nativeScale());

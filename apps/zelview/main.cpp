@@ -1,4 +1,3 @@
-#include <ZELPlatform/EAGL.h>
 #include <ZELPlatform/Foundation.h>
 #include <ZELPlatform/UIApplication.h>
 
@@ -9,6 +8,7 @@
 #include <optional>
 #include <string_view>
 
+#include "apps/zelview/BackEnd.h"
 #include "apps/zelview/ContactSheet.h"
 #include "apps/zelview/MotionInput.h"
 #include "apps/zelview/OffscreenRenderer.h"
@@ -38,7 +38,7 @@ void startDisplay(const Options& options) {
   display.offscreenScale = options.scale.value_or(1.0);
   display.offscreenRefreshRate = options.script.rate;
   if (const std::string reason = UIApplication::start(display); !reason.empty()) throw ViewerError(reason);
-  if (const std::string reason = EAGLContext::unavailableReason(); !reason.empty()) throw ViewerError(reason);
+  chooseBackEnd(options.backEnd);
 }
 
 void write(const CGImage& image, const Options& options) {
@@ -50,22 +50,22 @@ void write(const CGImage& image, const Options& options) {
 
 void describe(const Options& options, PictureContent& content) {
   const CGImage& image = *content.imageFor(content.projection());
-  std::fprintf(stderr, "drawn by: %s\n", EAGLContext::rendererDescription().c_str());
   std::fprintf(stderr, "picture: %s, %zux%zu pixels\n",
                content.isBuiltIn() ? "built-in panorama" : options.picture.c_str(), image.width(), image.height());
   std::fprintf(stderr, "projection: %s\n", ZELProjectionTypeName(content.projection()));
   if (content.projection() == ZELProjectionTypeSegmentedSphere) {
-    std::fprintf(stderr, "projection: the OpenGL ES back end draws segmented spheres flat, stretched over the view\n");
+    std::fprintf(stderr, "projection: segmented spheres are drawn flat, stretched over the view\n");
   }
 }
 
 void saveSnapshot(const Options& options, PictureContent& content) {
   const ZELProjectionType type = content.projection();
-  OffscreenRenderer renderer(options.size.value_or(kDefaultSize));
+  OffscreenRenderer renderer(options.size.value_or(kDefaultSize), options.backEnd);
   write(*renderer.render(
             content.sourceFor(type), [&] { return makeProjection(type, options.gravity, options.padding); },
             options.camera),
         options);
+  if (options.verbose) std::fprintf(stderr, "drawn by: %s\n", renderer.rendererDescription().c_str());
 }
 
 void showWindow(const Options& options, const std::shared_ptr<ViewerContent>& content, double startTime) {
@@ -75,7 +75,7 @@ void showWindow(const Options& options, const std::shared_ptr<ViewerContent>& co
 bool isURL(const std::string& input) { return input.find("://") != std::string::npos; }
 
 void runPicture(const Options& options, const Script& script, double startTime) {
-  const auto limit = static_cast<size_t>(EAGLContext::maximumTextureSize());
+  const size_t limit = maximumTextureSize();
   const std::shared_ptr<PictureContent> content = PictureContent::load(options, limit);
   if (options.video.inputs.size() > 1) {
     throw ViewerError("Several files are videos to be shown one after the other, and \"" + options.picture +
@@ -97,7 +97,6 @@ void runPicture(const Options& options, const Script& script, double startTime) 
 
 #ifdef ZELVIEW_WITH_VIDEO
 void runVideo(const Options& options, const Script& script, double startTime) {
-  if (options.verbose) std::fprintf(stderr, "drawn by: %s\n", EAGLContext::rendererDescription().c_str());
   switch (options.mode) {
     case Mode::Snapshot:
       return write(*makeVideoSnapshot(options, options.size.value_or(kDefaultSize)), options);

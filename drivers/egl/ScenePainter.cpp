@@ -126,15 +126,17 @@ void ScenePainter::paintItem(const Scene& scene, const SceneItem& item) {
   const auto isExact = [&rect](size_t width, size_t height) {
     return static_cast<size_t>(rect.width) == width && static_cast<size_t>(rect.height) == height;
   };
-  if (auto image = std::dynamic_pointer_cast<DrawableImage>(item.contents->front())) {
+  const auto front = item.contents->front();
+  if (auto image = std::dynamic_pointer_cast<DrawableImage>(front)) {
     item.opaque ? glDisable(GL_BLEND) : glEnable(GL_BLEND);
     image->awaitDrawn();
     paintTexture(scene, rect, image->texture(), isExact(image->width(), image->height()), true);
     images_.push_back(std::move(image));
-  } else if (const auto still = item.contents->still()) {
+  } else if (const auto still = front ? front->readBack() : item.contents->still()) {
+    // What another API drew is brought over through memory.
     const bool opaque = item.opaque || still->alphaInfo() == CGImageAlphaInfo::NoneSkipLast;
     opaque ? glDisable(GL_BLEND) : glEnable(GL_BLEND);
-    paintTexture(scene, rect, stillTexture(still), isExact(still->width(), still->height()), false);
+    paintTexture(scene, rect, stillTexture(still, front != nullptr), isExact(still->width(), still->height()), false);
   }
 }
 
@@ -155,10 +157,11 @@ void ScenePainter::paintTexture(const Scene& scene, const PixelRect& rect, GLuin
   glBindTexture(GL_TEXTURE_2D, 0);
 }
 
-GLuint ScenePainter::stillTexture(const std::shared_ptr<CGImage>& image) {
+GLuint ScenePainter::stillTexture(const std::shared_ptr<CGImage>& image, bool broughtOver) {
   const auto isThisOne = [&image](const Still& still) { return still.image == image; };
   auto found = std::find_if(stills_.begin(), stills_.end(), isThisOne);
-  if (found == stills_.end()) found = stills_.insert(stills_.end(), Still{image, uploadStill(image), false});
+  if (found == stills_.end())
+    found = stills_.insert(stills_.end(), Still{image, uploadStill(image), broughtOver, false});
   found->used = true;
   return found->texture ? found->texture->name() : 0;
 }
@@ -175,12 +178,15 @@ CVOpenGLESTextureRef ScenePainter::uploadStill(const std::shared_ptr<CGImage>& i
 }
 
 void ScenePainter::dropUnusedStills() {
-  const auto dropped = std::erase_if(stills_, [](const Still& still) { return !still.used; });
+  const auto isDropped = [](const Still& still) { return !still.used; };
+  const bool dropsStills =
+      std::any_of(stills_.begin(), stills_.end(), [](const Still& still) { return !still.used && !still.broughtOver; });
+  const auto dropped = std::erase_if(stills_, isDropped);
   for (Still& still : stills_) still.used = false;
   if (dropped == 0) return;
-  // Stills rarely come back in the same size: their storage is not kept for the next one.
+  // A drawn layer's next picture has the same size. Stills rarely come back in theirs: their storage is not kept.
   stillTextures_.flush();
-  stillTextures_.flush();
+  if (dropsStills) stillTextures_.flush();
 }
 
 }  // namespace ZELPlatform

@@ -35,17 +35,18 @@ class ScenePainter {
     int height;
   };
 
-  /// A still picture on the GPU.
+  /// A still picture on the GPU, or one that a drawn layer of another API showed.
   struct Still {
     std::shared_ptr<CGImage> image;
     CVOpenGLESTextureRef texture;
+    bool broughtOver;
     bool used;
   };
 
   ScenePainter(EglDriver& driver, GLuint program);
   void paintItem(const Scene& scene, const SceneItem& item);
   void paintTexture(const Scene& scene, const PixelRect& rect, GLuint texture, bool exact, bool bottomUp) const;
-  GLuint stillTexture(const std::shared_ptr<CGImage>& image);
+  GLuint stillTexture(const std::shared_ptr<CGImage>& image, bool broughtOver);
   CVOpenGLESTextureRef uploadStill(const std::shared_ptr<CGImage>& image);
   void dropUnusedStills();
 

@@ -13,6 +13,7 @@
 #include <functional>
 #include <memory>
 #include <optional>
+#include <string>
 #include <vector>
 
 class DispatchQueue;
@@ -65,6 +66,17 @@ class ZELKIT_EXPORT ZELRenderView final : public UIView, public ZELDisplayable {
   void setSuperResolutionContentType(int64_t type) { superResolutionContentType_ = type; }
   int64_t superResolutionEncoderType() const { return superResolutionEncoderType_; }
   void setSuperResolutionEncoderType(int64_t type) { superResolutionEncoderType_ = type; }
+
+  /// Whether views made from now on may draw with Metal, where the machine can; true at first. Else they draw with OpenGL
+  /// ES. Any thread.
+  static bool metalAllowed();
+  static void setMetalAllowed(bool allowed);
+
+  /// Whether this view draws with Metal.
+  bool usesMetal() const;
+
+  /// What draws this view, for people: back end, GPU, and how frames reach it, once there was one.
+  std::string rendererDescription() const;
 
   /// What the view shows now, at the main screen's scale. Waits for a frame under way and for the GPU; null for an
   /// empty view.

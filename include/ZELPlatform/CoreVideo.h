@@ -11,6 +11,10 @@
 
 class EAGLContext;
 
+namespace ZELPlatform {
+class PixelBufferAttachments;
+}
+
 /// Four-character codes of pixel formats.
 enum : uint32_t {
   kCVPixelFormatType_32BGRA = 0x42475241,                        // 'BGRA'
@@ -80,11 +84,14 @@ class ZELPLATFORM_EXPORT CVPixelBuffer {
   void* baseAddress() const { return planes_[0].baseAddress; }
   size_t bytesPerRow() const { return planes_[0].bytesPerRow; }
 
+  /// The library's own: what drivers keep with the buffer as long as its memory is there.
+  ZELPlatform::PixelBufferAttachments& _attachments() const { return *attachments_; }
+
   CVPixelBuffer(const CVPixelBuffer&) = delete;
   CVPixelBuffer& operator=(const CVPixelBuffer&) = delete;
 
  private:
-  CVPixelBuffer() = default;
+  CVPixelBuffer();
   size_t width_ = 0;
   size_t height_ = 0;
   uint32_t format_ = 0;
@@ -92,6 +99,7 @@ class ZELPLATFORM_EXPORT CVPixelBuffer {
   size_t planeCount_ = 0;
   std::array<Plane, 2> planes_{};
   std::function<void()> release_;
+  std::unique_ptr<ZELPlatform::PixelBufferAttachments> attachments_;
 };
 
 /// One plane of a pixel buffer as an OpenGL ES texture. Dropping the last reference gives the texture back to its

@@ -1,3 +1,5 @@
+#include "platform/corevideo/PixelBufferAttachments.h"
+
 #include <sys/mman.h>
 
 #include <ZELPlatform/CoreVideo.h>
@@ -117,6 +119,10 @@ CVPixelBufferRef CVPixelBuffer::createWithPlanarBytes(size_t width, size_t heigh
   return buffer;
 }
 
+CVPixelBuffer::CVPixelBuffer() : attachments_(std::make_unique<ZELPlatform::PixelBufferAttachments>()) {}
+
 CVPixelBuffer::~CVPixelBuffer() {
+  // What drivers made of the memory goes before the memory.
+  attachments_.reset();
   if (release_) release_();
 }

@@ -84,14 +84,14 @@ void PrintTo(const Census& census, std::ostream* stream) {
           << census.textureStorages << " textures, " << census.drawableImages << " drawable images";
 }
 
-class Endurance : public testing::Test {
+class Endurance : public testing::TestWithParam<const BackEnd*> {
  public:
   /// Mesa's software driver makes up to 64 scenes of 130 KiB for each context, as many as its threads happen to fall
   /// behind; drawing on the calling thread, it makes one, and memory is repeatable.
   static void SetUpTestSuite() { setenv("LP_NUM_THREADS", "0", 0); }
 
  protected:
-  const BackEnd& backEnd() const { return backEnds().front(); }
+  const BackEnd& backEnd() const { return *GetParam(); }
 
   void SetUp() override { ASSERT_EQ(backEnd().unavailableReason(), ""); }
 
@@ -106,13 +106,16 @@ class Endurance : public testing::Test {
   };
 };
 
-TEST_F(Endurance, TenThousandFramesLeaveNothingBehind) {
+INSTANTIATE_TEST_SUITE_P(All, Endurance, testing::ValuesIn(allBackEnds()),
+                         [](const auto& info) { return std::string(info.param->name); });
+
+TEST_P(Endurance, TenThousandFramesLeaveNothingBehind) {
   Stage stage(backEnd(), kPoints);
   const Eye eye = stage.add();
   eye.view->setContentProjection(ZELProjection::equirectangular());
   Memory early;
   Census earlyCensus;
-  const uint64_t drawsBefore = glCalls().draws;
+  const uint64_t drawsBefore = backEnd().draws();
   for (int index = 0; index < kFrames; ++index) {
     if (index == kWarmUpFrames) {
       early = Memory::now();
@@ -127,7 +130,7 @@ TEST_F(Endurance, TenThousandFramesLeaveNothingBehind) {
   }
   const Census census;
   std::cout << testing::PrintToString(census) << "\n";
-  EXPECT_EQ(glCalls().draws - drawsBefore, static_cast<uint64_t>(kFrames)) << "every frame is another picture";
+  EXPECT_EQ(backEnd().draws() - drawsBefore, static_cast<uint64_t>(kFrames)) << "every frame is another picture";
   expectNoGrowth("frames after the first tenth", early);
   EXPECT_EQ(census.renderbuffers, earlyCensus.renderbuffers);
   EXPECT_EQ(census.framebuffers, earlyCensus.framebuffers);
@@ -135,7 +138,7 @@ TEST_F(Endurance, TenThousandFramesLeaveNothingBehind) {
   EXPECT_LE(census.drawableImages, 3);
 }
 
-TEST_F(Endurance, ViewsComeAndGoWithoutATrace) {
+TEST_P(Endurance, ViewsComeAndGoWithoutATrace) {
   Memory early;
   Census earlyCensus;
   const auto round = [&](int index) {
@@ -164,7 +167,7 @@ TEST_F(Endurance, ViewsComeAndGoWithoutATrace) {
   EXPECT_EQ(census.drawableImages, 0);
 }
 
-TEST_F(Endurance, ResizingLeavesFewFramebuffersAndNoneOnceTheViewGoes) {
+TEST_P(Endurance, ResizingLeavesFewFramebuffersAndNoneOnceTheViewGoes) {
   const size_t framebuffersBefore = livingFramebuffers();
   const size_t renderbuffersBefore = livingRenderbuffers();
   constexpr int kSizes = 200;

@@ -35,6 +35,8 @@ struct Shot {
   /// The frame's size.
   double frameWide = 0.0;
   double frameHigh = 0.0;
+  /// Of the black around a flat picture.
+  int borderAlpha = 0;
 };
 
 /// The place in the frame, 0 to 1 on each axis, that a pixel of the drawable shows.
@@ -51,7 +53,7 @@ struct Sample {
 /// excludes at discontinuities are few.
 constexpr double kRayError = 4e-6;
 
-/// Nothing for a pixel outside the picture, which is to be zero.
+/// Nothing for a pixel outside the picture, which is to be black.
 std::optional<Sample> sampleAt(const Shot& shot, int column, int row);
 
 /// Pixels per point of the drawable: a spherical frame is drawn at the screen's, a flat one at up to twice its own.

@@ -36,10 +36,11 @@ void fillWave(const CVPixelBuffer::Plane& plane, size_t channels, size_t offset,
   }
 }
 
-/// The largest difference of a pixel from its sample, or of a pixel outside the picture from zero, in 255ths.
-double difference(const uint8_t* pixel, const std::optional<Sample>& sample, const CVPixelBuffer& frame) {
+/// The largest difference of a pixel from its sample, or of a pixel outside the picture from the border, in 255ths.
+double difference(const uint8_t* pixel, const std::optional<Sample>& sample, const Shot& shot,
+                  const CVPixelBuffer& frame) {
   if (!sample) {
-    return *std::max_element(pixel, pixel + 4);
+    return std::max<int>(*std::max_element(pixel, pixel + 3), std::abs(pixel[3] - shot.borderAlpha));
   }
   const std::array<double, 3> colour = colourAt(frame, sample->u, sample->v);
   double worst = 255.0 - pixel[3];
@@ -91,7 +92,7 @@ Comparison compare(const Picture& picture, const Shot& shot, const CVPixelBuffer
     for (int column = 0; column < picture.width; ++column) {
       const std::optional<Sample> sample = sampleAt(shot, column, row);
       const uint8_t* pixel = picture.pixel(column, row);
-      const double distance = difference(pixel, sample, frame);
+      const double distance = difference(pixel, sample, shot, frame);
       ++result.pixels;
       if (sample && sample->ambiguous) {
         ++result.ambiguous;

@@ -38,7 +38,8 @@ struct Comparison {
   std::string summary() const;
 };
 
-/// Compares every pixel of a picture: colours within `tolerance` 255ths, opaque inside the picture, zero outside it.
+/// Compares every pixel of a picture: colours within `tolerance` 255ths, opaque inside the picture, black
+/// outside it.
 Comparison compare(const Picture& picture, const Shot& shot, const CVPixelBuffer& frame, double tolerance);
 
 /// Which plane of a two-plane frame has waves; the other one is even.

@@ -1,6 +1,7 @@
 #include "gpu/RenderHarness.h"
 
 #include <ZELPlatform/EAGL.h>
+#include <ZELPlatform/MTLDevice.h>
 #include <ZELPlatform/QuartzCore.h>
 
 #include <algorithm>
@@ -45,11 +46,24 @@ Layout layoutOf(const ZELProjection& projection) {
 
 const std::vector<BackEnd>& backEnds() {
   static const std::vector<BackEnd> built = {
-      {"GL", [] { return EAGLContext::unavailableReason(); },
+      {"GL", false, true, [] { return EAGLContext::unavailableReason(); },
        [](ZELRenderView&) { return ZELGLRenderView::_sharedRenderQueue(); }, [] { return glCalls().draws; },
        [] { return glCalls().all; }},
+#ifdef ZEL_WITH_VULKAN
+      {"Metal", true, false, [] { return MTLUnavailableReason(); },
+       [](ZELRenderView&) { return std::shared_ptr<DispatchQueue>(); },
+       [] { return ZELPlatform::pixelCounters().metalDraws.load(); }, [] { return uint64_t{0}; }},
+#endif
   };
   return built;
+}
+
+std::vector<const BackEnd*> allBackEnds() {
+  std::vector<const BackEnd*> all;
+  for (const BackEnd& backEnd : backEnds()) {
+    all.push_back(&backEnd);
+  }
+  return all;
 }
 
 Picture pictureOf(const CGImage& image) {
@@ -105,11 +119,13 @@ Shot Eye::shot(const Picture& picture, const CVPixelBuffer& frame) const {
   shot.pixelsHigh = picture.height;
   shot.frameWide = static_cast<double>(frame.width());
   shot.frameHigh = static_cast<double>(frame.height());
+  shot.borderAlpha = view->usesMetal() ? 255 : 0;
   return shot;
 }
 
 Stage::Stage(const BackEnd& backEnd, CGSize points, double nativeScale) : backEnd_(backEnd) {
   startApplication();
+  ZELRenderView::setMetalAllowed(backEnd.metal);
   HostClock::setCurrent(clock_);
   UIScreen::mainScreen().setNativeScale(nativeScale);
   DisplayRefresh::shared().setStepped(true);
@@ -126,6 +142,7 @@ Stage::~Stage() {
   window_ = nullptr;
   UIApplication::sharedApplication().setApplicationState(UIApplicationStateActive);
   UIScreen::mainScreen().setNativeScale(1.0);
+  ZELRenderView::setMetalAllowed(true);
   HostClock::setCurrent(nullptr);
 }
 
@@ -135,7 +152,7 @@ Eye Stage::add(CGRect frame) {
   eye.view->setController(eye.camera);
   window_->addSubview(eye.view);
   const std::shared_ptr<DispatchQueue> queue = backEnd_.renderQueue(*eye.view);
-  if (std::ranges::find(renderQueues_, queue) == renderQueues_.end()) {
+  if (queue && std::ranges::find(renderQueues_, queue) == renderQueues_.end()) {
     renderQueues_.push_back(queue);
   }
   return eye;
@@ -154,6 +171,9 @@ void Stage::refresh() {
 void Stage::settle() {
   const auto drain = [](const std::shared_ptr<DispatchQueue>& queue) { queue->sync([] {}); };
   std::ranges::for_each(renderQueues_, drain);
+  if (!backEnd_.queuesFrames) {
+    ZELRenderView::flushGPU();
+  }
   NSRunLoop::mainRunLoop().runPending();
   // What the main thread destroyed may have left its GL objects to the queues.
   std::ranges::for_each(renderQueues_, drain);

@@ -24,17 +24,25 @@ namespace ZELTest {
 /// What differs between the back ends that the same tests run on.
 struct BackEnd {
   const char* name;
+  /// Whether views are to draw with Metal.
+  bool metal;
+  /// Whether a refresh leaves its frame to a render queue, and calls of any kind are counted. Else it returns when the
+  /// frame has been handed to the GPU.
+  bool queuesFrames;
   /// Why it cannot run on this machine; empty when it can.
   std::string (*unavailableReason)();
-  /// The serial queue on which the view's frames are drawn.
+  /// The serial queue on which the view's frames are drawn; null where frames are not queued.
   std::shared_ptr<DispatchQueue> (*renderQueue)(ZELRenderView& view);
   /// Draws, and calls of any kind that every frame makes, of the whole process so far.
   uint64_t (*draws)();
   uint64_t (*calls)();
 };
 
-/// The back ends that were built in.
+/// The back ends that were built in, OpenGL ES first.
 const std::vector<BackEnd>& backEnds();
+
+/// The same, by pointer so that a failure prints little.
+std::vector<const BackEnd*> allBackEnds();
 
 Picture pictureOf(const CGImage& image);
 
@@ -103,7 +111,7 @@ class Stage {
   /// Fires one refresh and returns without waiting for what it draws.
   void refresh();
 
-  /// Waits for everything that was queued for the render queues and runs what it left for the main thread.
+  /// Waits for everything that was queued for the render queues or the GPU, and runs what it left for the main thread.
   void settle();
 
   /// One refresh, drawn to its end.

@@ -97,15 +97,6 @@ class RenderPictures : public testing::TestWithParam<Case> {
   void SetUp() override { ASSERT_EQ(backEnd().unavailableReason(), ""); }
 };
 
-/// The back ends' test cases, by pointer so that a failure prints little.
-std::vector<const BackEnd*> allBackEnds() {
-  std::vector<const BackEnd*> all;
-  for (const BackEnd& backEnd : backEnds()) {
-    all.push_back(&backEnd);
-  }
-  return all;
-}
-
 template <class Element, size_t count>
 std::vector<const Element*> pointers(const Element (&elements)[count]) {
   std::vector<const Element*> result;

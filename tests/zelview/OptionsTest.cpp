@@ -38,12 +38,15 @@ TEST(Options, EveryOptionArrives) {
   EXPECT_EQ(o.size->width, 640.0);
   EXPECT_EQ(o.size->height, 480.0);
   EXPECT_EQ(o.scale, 1.5);
+  EXPECT_EQ(o.backEnd, BackEnd::OpenGLES);
   EXPECT_TRUE(o.verbose);
   EXPECT_EQ(o.controller, ControllerChoice::Relative);
   EXPECT_EQ(parse({"--controller", "free"}).options->controller, ControllerChoice::Free);
   EXPECT_EQ(parse({"--controller", "fixed"}).options->controller, ControllerChoice::Fixed);
   EXPECT_EQ(parse({"--motion", "m"}).options->motion, "m");
   EXPECT_EQ(parse({"--record-motion", "m"}).options->recordMotion, "m");
+  EXPECT_EQ(parse({"--backend", "metal"}).options->backEnd, BackEnd::Metal);
+  EXPECT_EQ(parse({"--backend", "auto"}).options->backEnd, BackEnd::Automatic);
   EXPECT_EQ(parse({"--contact-sheet", "a"}).options->mode, Mode::ContactSheet);
   EXPECT_EQ(parse({"--save-panorama", "a"}).options->mode, Mode::SavePanorama);
 }
@@ -82,11 +85,11 @@ INSTANTIATE_TEST_SUITE_P(All, UsageError,
                              {"--save-panorama", "a", "in.jpg"},
                              {"--projection", "cube"},
                              {"--gravity", "centre"},
-                             {"--backend", "metal"},
                              {"--controller", "none"},
                              {"--motion", ""},
                              {"--snapshot", "a", "--motion", "b"},
                              {"--record-motion", "a", "--contact-sheet", "b"},
+                             {"--backend", "vulkan"},
                              {"--padding", "-1"},
                              {"--padding", "1.5"},
                              {"--yaw", "left"},

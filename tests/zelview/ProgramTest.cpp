@@ -105,7 +105,7 @@ TEST_F(Program, SaysWhatItDoes) {
   EXPECT_EQ(plain.err, "");
   const Outcome verbose = run("--snapshot shot.png --size 32x32 --projection segmentedsphere --verbose");
   EXPECT_EQ(verbose.out, "");
-  EXPECT_THAT(verbose.err, HasSubstr("draws segmented spheres flat"));
+  EXPECT_THAT(verbose.err, HasSubstr("segmented spheres are drawn flat"));
 }
 
 TEST_F(Program, WritesTheContactSheetAndThePanorama) {

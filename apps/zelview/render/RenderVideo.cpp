@@ -1,5 +1,4 @@
 #include <ZELKit/ZELProjection.h>
-#include <ZELPlatform/EAGL.h>
 #include <ZELPlatform/UIApplication.h>
 #include <unistd.h>
 
@@ -8,6 +7,7 @@
 #include <filesystem>
 #include <system_error>
 
+#include "apps/zelview/BackEnd.h"
 #include "apps/zelview/PictureContent.h"
 #include "apps/zelview/QuitSignals.h"
 #include "apps/zelview/VideoProjection.h"
@@ -59,7 +59,7 @@ void startDisplay(CGSize size) {
   display.displayDriver = "offscreen";
   display.offscreenSize = size;
   if (const std::string reason = UIApplication::start(display); !reason.empty()) throw ViewerError(reason);
-  if (const std::string reason = EAGLContext::unavailableReason(); !reason.empty()) throw ViewerError(reason);
+  chooseBackEnd(BackEnd::Automatic);
 }
 
 }  // namespace
@@ -82,12 +82,11 @@ int renderVideo(const RenderOptions& options) {
   Transcoder transcoder(settings);
   const ZELProjectionType type = decideVideoProjection(options.projection, options.input, transcoder.inputWidth(),
                                                        transcoder.inputHeight());
+  VideoRenderer renderer(options.size, makeProjection(type, options.gravity, options.padding));
   if (options.verbose) {
-    std::fprintf(stderr, "drawn by: %s\nvideo: %zux%zu pixels, sound %s\n", EAGLContext::rendererDescription().c_str(),
+    std::fprintf(stderr, "drawn by: %s\nvideo: %zux%zu pixels, sound %s\n", renderer.rendererDescription().c_str(),
                  transcoder.inputWidth(), transcoder.inputHeight(), transcoder.soundDescription().c_str());
   }
-
-  VideoRenderer renderer(options.size, makeProjection(type, options.gravity, options.padding));
   bool interrupted = false;
   const QuitSignals signals([&interrupted] { interrupted = true; });
   Progress progress(transcoder.duration());

@@ -2,6 +2,7 @@
 
 #include <ZELPlatform/QuartzCore.h>
 
+#include "apps/zelview/BackEnd.h"
 #include "apps/zelview/ViewerError.h"
 
 namespace zelview {
@@ -20,8 +21,7 @@ VideoRenderer::VideoRenderer(CGSize size, std::shared_ptr<ZELProjection> project
   std::string error;
   window_ = UIWindow::create(frame, &error);
   if (!window_) throw ViewerError(error);
-  view_ = ZELRenderView::create(frame);
-  if (!view_) throw ViewerError("A view to render with cannot be made.");
+  view_ = makeRenderView(frame, BackEnd::Automatic);
   view_->setController(controller_);
   view_->setContentProjection(std::move(projection));
   view_->setContentSource(source_);
@@ -36,6 +36,8 @@ VideoRenderer::~VideoRenderer() {
   DisplayRefresh::shared().setStepped(false);
   HostClock::setCurrent(nullptr);
 }
+
+std::string VideoRenderer::rendererDescription() const { return view_->rendererDescription(); }
 
 std::shared_ptr<CGImage> VideoRenderer::render(const CVPixelBufferRef& frame, const Camera& camera) {
   source_->updateWithPixelBuffer(frame, CMTime{});

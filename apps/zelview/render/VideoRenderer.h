@@ -8,6 +8,7 @@
 #include <ZELPlatform/UIWindow.h>
 
 #include <memory>
+#include <string>
 
 #include "apps/zelview/Camera.h"
 #include "apps/zelview/CameraController.h"
@@ -23,6 +24,9 @@ class VideoRenderer {
 
   /// The frame as the camera sees it. Blocks until it is drawn.
   std::shared_ptr<CGImage> render(const CVPixelBufferRef& frame, const Camera& camera);
+
+  /// What draws, for people.
+  std::string rendererDescription() const;
 
   VideoRenderer(const VideoRenderer&) = delete;
   VideoRenderer& operator=(const VideoRenderer&) = delete;

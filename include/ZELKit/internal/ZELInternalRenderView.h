@@ -5,6 +5,7 @@
 #include <ZELPlatform/UIView.h>
 
 #include <memory>
+#include <string>
 
 /// A back end: a view that draws frames into its own layer.
 class ZELInternalRenderView : public UIView {
@@ -18,6 +19,9 @@ class ZELInternalRenderView : public UIView {
   /// Returns when the frame that was handed over last has been presented, or dropped. Main thread. Does nothing in back
   /// ends that present before `renderWithPixelBufferSource` returns.
   virtual void waitUntilPresented() {}
+
+  /// What draws, for people; empty when nothing can be said. Main thread.
+  virtual std::string rendererDescription() const { return {}; }
 
   /// Has the GPU finish what this view has queued. Any thread.
   virtual void flushGPU() = 0;
