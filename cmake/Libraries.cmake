@@ -40,6 +40,7 @@ file(GLOB_RECURSE ZEL_KIT_SOURCES CONFIGURE_DEPENDS
   ${PROJECT_SOURCE_DIR}/projection/*.cpp
   ${PROJECT_SOURCE_DIR}/sources/*.cpp
   ${PROJECT_SOURCE_DIR}/motion/*.cpp
+  ${PROJECT_SOURCE_DIR}/superres/*.cpp
   ${PROJECT_SOURCE_DIR}/gl/*.cpp
   ${PROJECT_SOURCE_DIR}/metal/*.cpp)
 
