@@ -91,7 +91,7 @@ void ZELGLRenderView::flushGPU() {
 }
 
 std::string ZELGLRenderView::rendererDescription() const {
-  return "OpenGL ES: " + EAGLContext::rendererDescription();
+  return "OpenGL ES: " + EAGLContext::rendererDescription() + ", frames uploaded";
 }
 
 void ZELGLRenderView::renderFrame(ZELPixelBufferSource* source,

@@ -101,7 +101,15 @@ void ZELMetalRenderView::flushGPU() {
   });
 }
 
-std::string ZELMetalRenderView::rendererDescription() const { return device_ ? "Metal: " + device_->name() : ""; }
+std::string ZELMetalRenderView::rendererDescription() const {
+  if (!canRender()) return {};
+  std::string text = "Metal: " + device_->name();
+  renderQueue_->sync([&] {
+    const std::shared_ptr<ZELMetalTexture>& texture = textureCache_->currentTexture();
+    if (texture) text += texture->isCopy() ? ", frames uploaded" : ", frames imported without a copy";
+  });
+  return text;
+}
 
 void ZELMetalRenderView::renderFrame(ZELPixelBufferSource* source,
                                      const std::shared_ptr<const ZELInternalRenderState>& state) {

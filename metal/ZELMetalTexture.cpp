@@ -1,5 +1,6 @@
 #include "metal/ZELMetalTexture.h"
 
+#include <algorithm>
 #include <utility>
 
 ZELMetalTexture::ZELMetalTexture(ZELTextureFormat format, CGSize size, std::vector<std::shared_ptr<MTLTexture>> planes,
@@ -27,6 +28,10 @@ std::shared_ptr<ZELMetalTexture> ZELMetalTexture::createWithSuperLuma(CGSize siz
                                                      CVMetalTextureGetTexture(chromaTexture)};
   return std::shared_ptr<ZELMetalTexture>(
       new ZELMetalTexture(ZELTextureFormatYUV, size, std::move(planes), {std::move(chromaTexture)}));
+}
+
+bool ZELMetalTexture::isCopy() const {
+  return std::ranges::any_of(storage_, [](const CVMetalTextureRef& plane) { return plane && plane->isCopy(); });
 }
 
 void ZELMetalTexture::acquirePlanes() {

@@ -35,6 +35,9 @@ class ZELMetalTexture {
   /// Colour, or luma and chroma.
   const std::vector<std::shared_ptr<MTLTexture>>& planes() const { return planes_; }
 
+  /// Whether a plane was copied on its way to the GPU.
+  bool isCopy() const;
+
   /// Whether the textures were made since the request before.
   bool updated() const { return updated_; }
   void setUpdated(bool updated) { updated_ = updated; }

@@ -32,6 +32,9 @@ class ZELMetalTextureCache : public std::enable_shared_from_this<ZELMetalTexture
   std::shared_ptr<ZELMetalTexture> textureFromPixelBufferSource(ZELPixelBufferSource* source,
                                                                 const ZELInternalRenderState& state);
 
+  /// The texture that was handed out last, or null.
+  const std::shared_ptr<ZELMetalTexture>& currentTexture() const { return currentTexture_; }
+
   ZELMetalTextureCache(const ZELMetalTextureCache&) = delete;
   ZELMetalTextureCache& operator=(const ZELMetalTextureCache&) = delete;
 

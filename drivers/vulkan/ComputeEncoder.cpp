@@ -80,6 +80,9 @@ void ComputeEncoder::endEncoding() {
   if (!buffer_->isOpen(this)) return;
   buffer_->close();
   endPass(*buffer_);
+  // From now on the command buffer alone keeps what is used.
+  textures_ = {};
+  buffers_ = {};
 }
 
 void ComputeEncoder::endPass(CommandBuffer& buffer) {

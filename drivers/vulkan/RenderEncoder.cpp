@@ -1,5 +1,7 @@
 #include "drivers/vulkan/RenderEncoder.h"
 
+#include "platform/corevideo/Counters.h"
+
 #include <utility>
 
 namespace ZELPlatform::vulkan {
@@ -83,6 +85,7 @@ void RenderEncoder::drawIndexedPrimitives(MTLPrimitiveType primitiveType, size_t
   vk.vkCmdBindPipeline(commands, VK_PIPELINE_BIND_POINT_GRAPHICS, pipeline_->handle());
   vk.vkCmdBindIndexBuffer(commands, indices.buffer->handle(), indices.offset, VK_INDEX_TYPE_UINT16);
   vk.vkCmdDrawIndexed(commands, static_cast<uint32_t>(indexCount), 1, 0, 0, 0);
+  ++pixelCounters().metalDraws;
 }
 
 bool RenderEncoder::bindResources() {
@@ -115,6 +118,9 @@ void RenderEncoder::endEncoding() {
   if (!buffer_->isOpen(this)) return;
   buffer_->close();
   endPass(*buffer_);
+  // From now on the command buffer alone keeps what is used.
+  textures_ = {};
+  vertexBuffers_ = {};
 }
 
 void RenderEncoder::endPass(CommandBuffer& buffer) {

@@ -16,11 +16,13 @@ constexpr uint64_t kRemembered = 16;
 
 class PlaneTexture final : public CVMetalTexture {
  public:
-  explicit PlaneTexture(std::shared_ptr<Texture> texture) : texture_(std::move(texture)) {}
+  PlaneTexture(std::shared_ptr<Texture> texture, bool isCopy) : texture_(std::move(texture)), isCopy_(isCopy) {}
   std::shared_ptr<MTLTexture> texture() const override { return texture_; }
+  bool isCopy() const override { return isCopy_; }
 
  private:
   std::shared_ptr<Texture> texture_;
+  bool isCopy_;
 };
 
 /// An image that is a pixel buffer's memory, and the GPU whose it is; kept with the buffer.
@@ -53,11 +55,12 @@ CVMetalTextureRef TextureCache::createTextureFromImage(const CVPixelBufferRef& i
   const std::lock_guard lock(mutex_);
   Kind& kind = kindOf(pixelFormat, width, height);
   if (auto imported = import(*image, planeIndex, kind)) {
-    return std::make_shared<PlaneTexture>(std::make_shared<Texture>(std::move(imported), MTLStorageModeShared, image));
+    return std::make_shared<PlaneTexture>(std::make_shared<Texture>(std::move(imported), MTLStorageModeShared, image),
+                                          false);
   }
   auto uploaded = upload(plane, &kind);
-  return uploaded ? std::make_shared<PlaneTexture>(std::make_shared<Texture>(std::move(uploaded), MTLStorageModeShared))
-                  : nullptr;
+  if (!uploaded) return nullptr;
+  return std::make_shared<PlaneTexture>(std::make_shared<Texture>(std::move(uploaded), MTLStorageModeShared), true);
 }
 
 TextureCache::Kind& TextureCache::kindOf(MTLPixelFormat format, size_t width, size_t height) {

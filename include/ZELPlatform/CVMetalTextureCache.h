@@ -15,6 +15,9 @@ class ZELPLATFORM_EXPORT CVMetalTexture {
 
   /// Never null for a texture of a cache.
   virtual std::shared_ptr<MTLTexture> texture() const = 0;
+
+  /// Whether the texels were copied; else they are the pixel buffer's own memory.
+  virtual bool isCopy() const = 0;
 };
 
 using CVMetalTextureRef = std::shared_ptr<CVMetalTexture>;

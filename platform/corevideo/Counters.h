@@ -15,6 +15,8 @@ struct PixelCounters {
   /// Texture storages and drawable images alive now.
   std::atomic<int64_t> textureStorages{0};
   std::atomic<int64_t> drawableImages{0};
+  /// Draws that were recorded for the explicit GPU.
+  std::atomic<uint64_t> metalDraws{0};
   /// Objects that the Vulkan driver made so far, and those alive now.
   std::atomic<uint64_t> gpuObjectsMade{0};
   std::atomic<int64_t> gpuObjects{0};

@@ -146,6 +146,7 @@ class FakePlane final : public CVMetalTexture {
   explicit FakePlane(CVPixelBufferRef buffer, std::shared_ptr<MTLTexture> texture)
       : buffer_(std::move(buffer)), texture_(std::move(texture)) {}
   std::shared_ptr<MTLTexture> texture() const override { return texture_; }
+  bool isCopy() const override { return fake().fails("import"); }
 
  private:
   CVPixelBufferRef buffer_;

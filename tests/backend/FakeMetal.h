@@ -26,8 +26,8 @@ class FakeMetal {
   std::shared_ptr<MTLDevice> createDevice();
 
   /// Calls that fail: "device", "library", "function NAME", "pipeline NAME", "pipeline error NAME" (a pipeline and an
-  /// error), "buffer", "queue", "texture cache", "texture" or "texture PLANE", "ring", "drawable", "command buffer",
-  /// "encoder".
+  /// error), "buffer", "queue", "texture cache", "texture" or "texture PLANE", "import" (a copy instead), "ring",
+  /// "drawable", "command buffer", "encoder".
   void fail(const std::string& call);
   void mend(const std::string& call);
   bool fails(const std::string& call);

@@ -238,6 +238,15 @@ TEST_F(MetalRenderView, WhatFailsIsDrawnAsSoonAsItCan) {
   }
 }
 
+TEST_F(MetalRenderView, SaysWhatDraws) {
+  EXPECT_EQ(view_->rendererDescription(), "Metal: a device of the tests");
+  show();
+  EXPECT_EQ(view_->rendererDescription(), "Metal: a device of the tests, frames imported without a copy");
+  FakeMetal::shared().fail("import");
+  show();
+  EXPECT_EQ(view_->rendererDescription(), "Metal: a device of the tests, frames uploaded");
+}
+
 TEST_F(MetalRenderView, EmptyBoundsAndSizesDrawNothing) {
   view_->setFrame({});
   EXPECT_EQ(show(), "nothing");

@@ -21,6 +21,7 @@ class Plane final : public CVMetalTexture {
  public:
   explicit Plane(const char* name) : texture_(std::make_shared<FakeTexture>(name, MTLPixelFormatR8Unorm, 4, 4)) {}
   std::shared_ptr<MTLTexture> texture() const override { return texture_; }
+  bool isCopy() const override { return false; }
 
  private:
   std::shared_ptr<MTLTexture> texture_;

@@ -22,6 +22,7 @@ constexpr uint32_t k420v = kCVPixelFormatType_420YpCbCr8BiPlanarVideoRange;
 class Plane final : public CVMetalTexture {
  public:
   std::shared_ptr<MTLTexture> texture() const override { return texture_; }
+  bool isCopy() const override { return false; }
 
  private:
   std::shared_ptr<MTLTexture> texture_ = std::make_shared<FakeTexture>("plane", MTLPixelFormatR8Unorm, 4, 4);

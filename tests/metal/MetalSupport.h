@@ -1,0 +1,96 @@
+#pragma once
+
+#include "drivers/vulkan/Device.h"
+#include "platform/corevideo/Counters.h"
+#include "platform/quartzcore/LayerContents.h"
+
+#include <ZELPlatform/CoreGraphics.h>
+#include <ZELPlatform/Foundation.h>
+#include <ZELPlatform/Metal.h>
+
+#include <gtest/gtest.h>
+
+#include <array>
+#include <cstdint>
+#include <functional>
+#include <memory>
+#include <string>
+#include <vector>
+
+namespace metaltest {
+
+using ZELPlatform::pixelCounters;
+using ZELPlatform::vulkan::Device;
+using ZELPlatform::vulkan::Gpu;
+using ZELPlatform::vulkan::Settings;
+
+/// Red, green, blue, alpha.
+using Color = std::array<uint8_t, 4>;
+
+inline constexpr Color kNothing{0, 0, 0, 0};
+inline constexpr Color kBlack{0, 0, 0, 255};
+inline constexpr Color kRed{255, 0, 0, 255};
+inline constexpr Color kGreen{0, 255, 0, 255};
+inline constexpr Color kBlue{0, 0, 255, 255};
+
+/// A device whose every step the validation layer looks at; what it says fails the test that runs. Opened once for the
+/// program. Null, with a reason, where there is no Vulkan or no layer.
+std::shared_ptr<Device> validatedDevice(std::string* reason);
+
+/// What the validation layer said since the last call.
+std::vector<std::string> takeValidationMessages();
+
+std::string testLibraryPath();
+
+/// A test on the validated device.
+class MetalTest : public testing::Test {
+ protected:
+  void SetUp() override;
+  void TearDown() override;
+
+  std::shared_ptr<MTLRenderPipelineState> renderPipeline(const std::string& fragment,
+                                                         MTLPixelFormat format = MTLPixelFormatBGRA8Unorm);
+  std::shared_ptr<MTLComputePipelineState> computePipeline(const std::string& name);
+  std::shared_ptr<MTLTexture> target(size_t width, size_t height);
+
+  Gpu& gpu() const { return dynamic_cast<Device&>(*device).gpu(); }
+
+  std::shared_ptr<MTLDevice> device;
+  std::shared_ptr<MTLLibrary> library;
+  std::shared_ptr<MTLCommandQueue> queue;
+};
+
+/// What the test's vertex and fragment functions are given.
+struct Record {
+  std::array<float, 4> rect{-1, -1, 2, 2};
+  std::array<float, 4> color{0, 0, 0, 1};
+};
+
+MTLRenderPipelineDescriptor pipelineDescriptor(MTLLibrary& library, const std::string& fragment,
+                                               MTLPixelFormat format = MTLPixelFormatBGRA8Unorm);
+
+/// The four corners of a unit square and two triangles of them.
+struct Quad {
+  explicit Quad(MTLDevice& device);
+  void draw(MTLRenderCommandEncoder& encoder, const Record& record) const;
+
+  std::shared_ptr<MTLBuffer> vertices;
+  std::shared_ptr<MTLBuffer> indices;
+};
+
+MTLRenderPassDescriptor passOn(const std::shared_ptr<MTLTexture>& texture, MTLLoadAction action = MTLLoadActionClear,
+                               MTLClearColor color = MTLClearColorMake(0, 0, 0, 0));
+
+/// The colour of a texel of a four-byte texture.
+Color texelAt(MTLTexture& texture, size_t x, size_t y);
+
+/// Whether all texels of a texture, or pixels of an image, have the colour.
+testing::AssertionResult isFilledWith(MTLTexture& texture, const Color& color);
+testing::AssertionResult isFilledWith(const std::shared_ptr<CGImage>& image, const Color& color);
+
+std::shared_ptr<CAMetalLayer> makeLayer(const std::shared_ptr<MTLDevice>& device, double width, double height);
+
+/// One frame that fills the layer's next drawable with a colour; false without a drawable.
+bool showFrame(MTLCommandQueue& queue, CAMetalLayer& layer, const Color& color, std::function<void()> completed = {});
+
+}  // namespace metaltest
