@@ -15,13 +15,16 @@ set_target_properties(ZELNeural PROPERTIES
   LIBRARY_OUTPUT_DIRECTORY ${PROJECT_BINARY_DIR}/zelkit
   INSTALL_RPATH "$ORIGIN/..")
 
-# Beside the shared object, as in an installation.
+# Beside the shared object, as in an installation, and where the programs of the build tree look.
 set(copies)
 foreach(model ${ZEL_NEURAL_MODELS})
   get_filename_component(name ${model} NAME)
-  add_custom_command(OUTPUT ${PROJECT_BINARY_DIR}/zelkit/${name}
-    COMMAND ${CMAKE_COMMAND} -E copy ${model} ${PROJECT_BINARY_DIR}/zelkit/${name}
-    DEPENDS ${model} VERBATIM)
-  list(APPEND copies ${PROJECT_BINARY_DIR}/zelkit/${name})
+  foreach(folder zelkit share/zelkit)
+    add_custom_command(OUTPUT ${PROJECT_BINARY_DIR}/${folder}/${name}
+      COMMAND ${CMAKE_COMMAND} -E copy ${model} ${PROJECT_BINARY_DIR}/${folder}/${name}
+      DEPENDS ${model} VERBATIM)
+    list(APPEND copies ${PROJECT_BINARY_DIR}/${folder}/${name})
+  endforeach()
 endforeach()
 add_custom_target(zel_neural_models ALL DEPENDS ${copies})
+add_dependencies(ZELNeural zel_neural_models)

@@ -1,8 +1,7 @@
 #include "neural/LumaNetwork.h"
 
 #include <algorithm>
-#include <array>
-#include <string>
+#include <mutex>
 #include <utility>
 
 namespace ZELNeural {
@@ -49,6 +48,34 @@ std::shared_ptr<MTLComputePipelineState> pipelineNamed(MTLDevice& device, MTLLib
   return function ? device.newComputePipelineStateWithFunction(function) : nullptr;
 }
 
+std::shared_ptr<const Pipelines> compilePipelines(MTLDevice& device, MTLLibrary& library) {
+  Pipelines made{pipelineNamed(device, library, "neural_first"), pipelineNamed(device, library, "neural_hidden"),
+                 pipelineNamed(device, library, "neural_last")};
+  if (!made.first || !made.hidden || !made.last) return nullptr;
+  return std::make_shared<const Pipelines>(std::move(made));
+}
+
+/// The functions of the device and library that were used last: compiling takes longer than everything else, and a
+/// program that switches super-resolution off and on again would wait for it each time.
+std::shared_ptr<const Pipelines> pipelinesOf(const std::shared_ptr<MTLDevice>& device,
+                                             const std::shared_ptr<MTLLibrary>& library) {
+  struct Kept {
+    std::mutex mutex;
+    std::weak_ptr<MTLDevice> device;
+    std::weak_ptr<MTLLibrary> library;
+    std::shared_ptr<const Pipelines> pipelines;
+  };
+  // Never destroyed: a network may still be made on another thread while the process ends.
+  static auto* kept = new Kept;
+  const std::lock_guard lock(kept->mutex);
+  if (!kept->pipelines || kept->device.lock() != device || kept->library.lock() != library) {
+    kept->pipelines = compilePipelines(*device, *library);
+    kept->device = device;
+    kept->library = library;
+  }
+  return kept->pipelines;
+}
+
 std::shared_ptr<MTLTexture> featureTexture(MTLDevice& device, uint32_t width, uint32_t height) {
   return device.newTextureWithDescriptor({.pixelFormat = MTLPixelFormatRGBA16Float,
                                           .width = size_t{width} * kChannelGroups,
@@ -83,16 +110,13 @@ std::shared_ptr<LumaNetwork> LumaNetwork::create(const std::shared_ptr<MTLDevice
   network->queue_ = std::move(queue);
   network->width_ = static_cast<uint32_t>(inputWidth);
   network->height_ = static_cast<uint32_t>(inputHeight);
-  network->first_ = pipelineNamed(*device, *library, "neural_first");
-  network->hidden_ = pipelineNamed(*device, *library, "neural_hidden");
-  network->last_ = pipelineNamed(*device, *library, "neural_last");
+  network->pipelines_ = pipelinesOf(device, library);
   PackedModel packed = packModel(model);
   network->begins_ = std::move(packed.begins);
   network->numbers_ = device->newBufferWithBytes(packed.numbers.data(), packed.numbers.size() * sizeof(float),
                                                  MTLResourceStorageModeShared);
   for (auto& texture : network->features_) texture = featureTexture(*device, network->width_, network->height_);
-  const bool whole = network->first_ && network->hidden_ && network->last_ && network->numbers_ &&
-                     network->features_[0] && network->features_[1];
+  const bool whole = network->pipelines_ && network->numbers_ && network->features_[0] && network->features_[1];
   return whole ? network : nullptr;
 }
 
@@ -105,17 +129,17 @@ void LumaNetwork::process(const std::shared_ptr<MTLTexture>& inputTexture,
   encoder->setBuffer(numbers_, 0, 0);
   encoder->setTexture(inputTexture, kLumaTexture);
   encoder->setTexture(features_[0], kWrittenTexture);
-  dispatch(*encoder, first_, begins_.front());
+  dispatch(*encoder, pipelines_->first, begins_.front());
   size_t newest = 0;
   for (size_t layer = 1; layer + 1 < begins_.size(); ++layer) {
     encoder->setTexture(features_[newest], kReadTexture);
     newest = 1 - newest;
     encoder->setTexture(features_[newest], kWrittenTexture);
-    dispatch(*encoder, hidden_, begins_[layer]);
+    dispatch(*encoder, pipelines_->hidden, begins_[layer]);
   }
   encoder->setTexture(features_[newest], kReadTexture);
   encoder->setTexture(outputTexture, kWrittenTexture);
-  dispatch(*encoder, last_, begins_.back());
+  dispatch(*encoder, pipelines_->last, begins_.back());
   encoder->endEncoding();
   commands->commit();
 }

@@ -18,6 +18,13 @@ struct PackedModel {
 };
 PackedModel packModel(const ModelData& model);
 
+/// The compiled functions that the layers are made of.
+struct Pipelines {
+  std::shared_ptr<MTLComputePipelineState> first;
+  std::shared_ptr<MTLComputePipelineState> hidden;
+  std::shared_ptr<MTLComputePipelineState> last;
+};
+
 /// A model's layers as compute functions, one dispatch each.
 ///
 /// Between the layers, the channels of a pixel lie in half precision in four texels beside each other. Sums are single
@@ -41,9 +48,7 @@ class LumaNetwork final : public ZELNetwork {
                 uint32_t begin) const;
 
   std::shared_ptr<MTLCommandQueue> queue_;
-  std::shared_ptr<MTLComputePipelineState> first_;
-  std::shared_ptr<MTLComputePipelineState> hidden_;
-  std::shared_ptr<MTLComputePipelineState> last_;
+  std::shared_ptr<const Pipelines> pipelines_;
   std::shared_ptr<MTLBuffer> numbers_;
   std::vector<uint32_t> begins_;
   /// What the layers write and read by turns.

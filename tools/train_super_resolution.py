@@ -33,12 +33,13 @@ def options():
     parser.add_argument("--hidden", type=int, default=2, help="layers between the first and the last")
     parser.add_argument("--pictures", type=int, default=4000)
     parser.add_argument("--steps", type=int, default=50000)
-    parser.add_argument("--batch", type=int, default=16)
-    parser.add_argument("--patch", type=int, default=48, help="side of a patch of the small picture")
+    parser.add_argument("--batch", type=int, default=8)
+    parser.add_argument("--patch", type=int, default=40, help="side of a patch of the small picture")
     parser.add_argument("--rate", type=float, default=2e-3)
     parser.add_argument("--compressed", type=float, default=0.06, help="share of the pictures that went through JPEG")
     parser.add_argument("--lowest-quality", type=float, default=75, help="of JPEG")
     parser.add_argument("--seed", type=int, default=20)
+    parser.add_argument("--pool", help=".npz file that keeps the pictures for a further run with the same options")
     parser.add_argument("--checkpoint", help="file that lets a stopped run go on")
     return parser.parse_args()
 
@@ -47,12 +48,18 @@ class Pool:
     """All the pictures, made once; patches of them in any of the eight orientations."""
 
     def __init__(self, o, side=256):
+        if o.pool and os.path.exists(o.pool):
+            kept = np.load(o.pool)
+            self.small, self.large = kept["small"], kept["large"]
+            return
         made = [
             pictures.pair([o.seed, i], side, RECIPES[o.recipe], o.compressed, o.lowest_quality)
             for i in range(o.pictures)
         ]
         self.small = np.stack([small for small, _ in made])
         self.large = np.stack([large for _, large in made])
+        if o.pool:
+            np.savez(o.pool, small=self.small, large=self.large)
 
     def batch(self, rng, count, patch):
         small = np.empty((count, 1, patch, patch), np.float32)
@@ -133,7 +140,7 @@ def main():
         print(line, file=log, flush=True)
 
     if not first:
-        given = " ".join(f"{k}={v}" for k, v in vars(o).items() if k not in ("model", "log", "checkpoint"))
+        given = " ".join(f"{k}={v}" for k, v in vars(o).items() if k not in ("model", "log", "pool", "checkpoint"))
         say(f"{given}; torch {torch.__version__}; {network.multiply_adds()} multiply-adds per input pixel")
     say(f"step {first}: {o.pictures} pictures made in {time.monotonic() - began:.0f} s")
 
