@@ -64,7 +64,7 @@ bool ZELMetalRenderView::initWithFrame(CGRect frame) {
   renderQueue_ = DispatchQueue::create("ZELGLRenderView");
   commandQueue_ = device_->newCommandQueue();
   textureCache_ = ZELMetalTextureCache::createWithMetalDevice(device_, renderQueue_, commandQueue_,
-                                                               ZELCNNSuperResolution::sharedSuperResolution());
+                                                              ZELCNNSuperResolution::sharedSuperResolution());
   needsClear_ = true;
   const std::shared_ptr<CAMetalLayer> layer = metalLayer();
   layer->setDevice(device_);

@@ -36,9 +36,7 @@ class SRConfiguration : public testing::Test {
     state_.srEncoderType = -4;
   }
 
-  ZELCNNConfiguration configuration(uint32_t format = k420v) {
-    return {state_, size_, format, &framework_};
-  }
+  ZELCNNConfiguration configuration(uint32_t format = k420v) { return {state_, size_, format, &framework_}; }
 
   ZELInternalRenderState state_;
   CGSize size_ = CGSizeMake(960, 540);

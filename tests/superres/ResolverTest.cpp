@@ -11,9 +11,7 @@ namespace ZELTest {
 namespace {
 
 /// The models of the process outlive a test, so each has files of its own.
-std::shared_ptr<const NSURL> modelFile(const std::string& name) {
-  return NSURL::fileURLWithPath("/models/" + name);
-}
+std::shared_ptr<const NSURL> modelFile(const std::string& name) { return NSURL::fileURLWithPath("/models/" + name); }
 
 class SuperResolver : public testing::Test {
  protected:
@@ -86,8 +84,7 @@ TEST_F(SuperResolver, SeveralThreadsShareOneReading) {
   {
     std::vector<std::jthread> threads;
     for (auto& model : models) {
-      threads.emplace_back(
-          [&] { model = ZELCNNSuperResolver::cachedModelForURL(framework_, modelFile("by many")); });
+      threads.emplace_back([&] { model = ZELCNNSuperResolver::cachedModelForURL(framework_, modelFile("by many")); });
     }
   }
   EXPECT_THAT(models, testing::Each(models[0]));

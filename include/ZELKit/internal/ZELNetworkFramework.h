@@ -50,9 +50,9 @@ class ZELNetwork {
 
 /// What the kit needs of a framework for neural networks. Any thread; it lives to the end of the process.
 ///
-/// A framework is a shared object `ZELNeural.so` beside the kit's library, or in `zelkit/` beside it. It exports, with C
-/// linkage, `const uint32_t ZELNetworkInterfaceVersion`, which is looked at first, and
-/// `ZELNetworkFramework* ZELNetworkSharedFramework()`, which may return null.
+/// A framework is a shared object `ZELNeural.so` beside the kit's library, or in `zelkit/` beside it. It exports, with
+/// C linkage, `const uint32_t ZELNetworkInterfaceVersion`, which is looked at first, and `ZELNetworkFramework*
+/// ZELNetworkSharedFramework()`, which may return null.
 class ZELNetworkFramework {
  public:
   virtual ~ZELNetworkFramework() = default;
