@@ -20,6 +20,11 @@ if(TARGET zel_default_metallib)
   install(FILES ${PROJECT_BINARY_DIR}/zelkit/default.metallib DESTINATION ${CMAKE_INSTALL_LIBDIR}/zelkit)
 endif()
 
+if(TARGET ZELNeural)
+  install(TARGETS ZELNeural LIBRARY DESTINATION ${CMAKE_INSTALL_LIBDIR}/zelkit)
+  install(FILES ${ZEL_NEURAL_MODELS} DESTINATION ${CMAKE_INSTALL_LIBDIR}/zelkit)
+endif()
+
 install(DIRECTORY include/ZELKit include/ZELPlatform DESTINATION ${CMAKE_INSTALL_INCLUDEDIR}
   FILES_MATCHING PATTERN "*.h" PATTERN "internal" EXCLUDE ${ZEL_ABSENT_HEADERS})
 

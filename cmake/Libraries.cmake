@@ -46,6 +46,7 @@ file(GLOB_RECURSE ZEL_KIT_SOURCES CONFIGURE_DEPENDS
   ${PROJECT_SOURCE_DIR}/projection/*.cpp
   ${PROJECT_SOURCE_DIR}/sources/*.cpp
   ${PROJECT_SOURCE_DIR}/motion/*.cpp
+  ${PROJECT_SOURCE_DIR}/superres/*.cpp
   ${PROJECT_SOURCE_DIR}/gl/*.cpp
   ${PROJECT_SOURCE_DIR}/metal/*.cpp)
 if(NOT ZEL_WITH_PLAYER)

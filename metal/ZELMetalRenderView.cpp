@@ -6,6 +6,8 @@
 #include <cmath>
 #include <utility>
 
+#include "superres/ZELCNNSuperResolution.h"
+
 namespace {
 
 /// Flat content is drawn at up to this many times its own resolution.
@@ -61,7 +63,8 @@ bool ZELMetalRenderView::initWithFrame(CGRect frame) {
   // The label is the other back end's: whoever looks for render queues finds those of both by one name.
   renderQueue_ = DispatchQueue::create("ZELGLRenderView");
   commandQueue_ = device_->newCommandQueue();
-  textureCache_ = ZELMetalTextureCache::createWithMetalDevice(device_, renderQueue_, commandQueue_);
+  textureCache_ = ZELMetalTextureCache::createWithMetalDevice(device_, renderQueue_, commandQueue_,
+                                                              ZELCNNSuperResolution::sharedSuperResolution());
   needsClear_ = true;
   const std::shared_ptr<CAMetalLayer> layer = metalLayer();
   layer->setDevice(device_);

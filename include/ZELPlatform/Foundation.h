@@ -129,4 +129,10 @@ class ZELPLATFORM_EXPORT NSBundle {
   /// Looks for `name.type` beside that binary, then in `zelkit/` beside it, then in `../share/zelkit/` from it. Any
   /// thread; touches the file system.
   static std::string pathForResource(const void* address, const std::string& name, const std::string& type);
+
+  /// What a shared object exports under the name, or null when it is absent, cannot be loaded, or has no such symbol.
+  ///
+  /// For libraries that a program can do without. The object `library.so` is looked for like a resource, nowhere else,
+  /// and stays loaded to the end of the process. Any thread; touches the file system.
+  static void* weakSymbol(const void* address, const std::string& library, const std::string& symbol);
 };

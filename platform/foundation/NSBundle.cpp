@@ -34,3 +34,15 @@ std::string NSBundle::pathForResource(const void* address, const std::string& na
   }
   return {};
 }
+
+void* NSBundle::weakSymbol(const void* address, const std::string& library, const std::string& symbol) {
+  const std::string path = pathForResource(address, library, "so");
+  if (path.empty()) return nullptr;
+  // Bound at once, so that an object that lacks something is refused here and does not end the process later. A further
+  // call opens the same object again.
+  void* object = dlopen(path.c_str(), RTLD_NOW | RTLD_LOCAL | RTLD_NODELETE);
+  if (!object) return nullptr;
+  void* found = dlsym(object, symbol.c_str());
+  dlclose(object);
+  return found;
+}

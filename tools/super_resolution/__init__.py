@@ -1,0 +1,1 @@
+"""What training and evaluating the luma-doubling network have in common."""
