@@ -56,7 +56,7 @@ std::shared_ptr<ViewerContent> makeVideoContent(const Options& options, bool isS
 }
 
 std::shared_ptr<CGImage> makeVideoSnapshot(const Options& options, CGSize size) {
-  OffscreenRenderer renderer(size);
+  OffscreenRenderer renderer(size, options.backEnd);
   const auto playback = std::make_shared<VideoPlayback>(settingsOf(options, true));
   const std::string& film = options.video.inputs.front();
   playback->open({});
