@@ -50,8 +50,8 @@ OffscreenRenderer::~OffscreenRenderer() {
 }
 
 std::shared_ptr<CGImage> OffscreenRenderer::render(
-    const std::shared_ptr<ZELPixelBufferSource>& source, const std::function<std::shared_ptr<ZELProjection>()>& makeProjection,
-    const Camera& camera) {
+    const std::shared_ptr<ZELPixelBufferSource>& source,
+    const std::function<std::shared_ptr<ZELProjection>()>& makeProjection, const Camera& camera) {
   source_ = source;
   controller_->setCamera(camera);
   view_->setZoom(camera.zoom);

@@ -27,8 +27,8 @@ class OffscreenRenderer {
   OffscreenRenderer(CGSize size, BackEnd backEnd);
   ~OffscreenRenderer();
 
-  /// The source's frame seen through the projection by the camera. `makeProjection` is called twice and yields a new object each
-  /// time. Blocks until the picture is finished; throws `ViewerError` when it is not within half a minute.
+  /// The source's frame seen through the projection by the camera. `makeProjection` is called twice and yields a new
+  /// object each time. Blocks until the picture is finished; throws `ViewerError` when it is not within half a minute.
   std::shared_ptr<CGImage> render(const std::shared_ptr<ZELPixelBufferSource>& source,
                                   const std::function<std::shared_ptr<ZELProjection>()>& makeProjection,
                                   const Camera& camera);

@@ -153,7 +153,9 @@ Options finish(RawOptions raw) {
 }  // namespace
 
 CommandLine parseCommandLine(int argc, const char* const* argv) {
-  CLI::App app("Shows 360-degree and flat pictures and videos. (\"zelview render\" writes videos: see zelview render --help.)", "zelview");
+  CLI::App app(
+      "Shows 360-degree and flat pictures and videos. (\"zelview render\" writes videos: see zelview render --help.)",
+      "zelview");
   RawOptions raw;
   describe(app, raw);
   try {

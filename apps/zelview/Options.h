@@ -7,11 +7,11 @@
 #include <optional>
 #include <string>
 
+#include "apps/zelview/BackEnd.h"
+#include "apps/zelview/Camera.h"
 #include "apps/zelview/CameraRig.h"
 #include "apps/zelview/ScriptOptions.h"
 #include "apps/zelview/video/VideoOptions.h"
-#include "apps/zelview/BackEnd.h"
-#include "apps/zelview/Camera.h"
 
 namespace zelview {
 

@@ -3,8 +3,8 @@
 #include <memory>
 
 #include "apps/zelview/Options.h"
-#include "apps/zelview/ViewerContent.h"
 #include "apps/zelview/Script.h"
+#include "apps/zelview/ViewerContent.h"
 
 namespace zelview {
 

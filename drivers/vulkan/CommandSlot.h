@@ -31,8 +31,8 @@ class CommandSlot {
   /// A descriptor set to write, valid until the next `begin`; null when memory is short. `bindings` has a bit for each
   /// binding that will be written.
   ///
-  /// A set is used again for the same bindings only: Mesa's software driver looks at all that were ever written, whether
-  /// a function declares them or not, and crashes where an image has gone since.
+  /// A set is used again for the same bindings only: Mesa's software driver looks at all that were ever written,
+  /// whether a function declares them or not, and crashes where an image has gone since.
   VkDescriptorSet takeSet(PipelineKind kind, uint32_t bindings);
 
   /// Ends recording and hands the commands to the GPU.

@@ -67,8 +67,8 @@ class ZELKIT_EXPORT ZELRenderView final : public UIView, public ZELDisplayable {
   int64_t superResolutionEncoderType() const { return superResolutionEncoderType_; }
   void setSuperResolutionEncoderType(int64_t type) { superResolutionEncoderType_ = type; }
 
-  /// Whether views made from now on may draw with Metal, where the machine can; true at first. Else they draw with OpenGL
-  /// ES. Any thread.
+  /// Whether views made from now on may draw with Metal, where the machine can; true at first. Else they draw with
+  /// OpenGL ES. Any thread.
   static bool metalAllowed();
   static void setMetalAllowed(bool allowed);
 

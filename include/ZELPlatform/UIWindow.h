@@ -78,9 +78,9 @@ class ZELPLATFORM_EXPORT UIWindow final : public UIView {
 
   /// Delivers a pointer event to the view that it belongs to: what drivers, scripted input and tests call. `location`
   /// is in the window's points, `timestamp` in seconds of host time. Of a pointer that is not down only the delegate
-  /// hears how it moves, and an end is ignored; so is a begin or move whose numbers are no place or time: not finite, or
-  /// more than a million points away. An end of that kind ends the touch where it was. A time that falls counts as the
-  /// pointer's newest one.
+  /// hears how it moves, and an end is ignored; so is a begin or move whose numbers are no place or time: not finite,
+  /// or more than a million points away. An end of that kind ends the touch where it was. A time that falls counts as
+  /// the pointer's newest one.
   void deliverPointer(int64_t identifier, UITouchPhase phase, CGPoint location, double timestamp);
   void deliverScroll(CGPoint location, double steps);
   void deliverKey(const UIKey& key);

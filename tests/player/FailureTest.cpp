@@ -22,7 +22,8 @@ using testing::Not;
 class Failure : public PlayerFixture {
  protected:
   static std::string errorOf(const std::string& url) {
-    Cinema cinema(url);
+    Cinema cinema;
+    cinema.load(url);
     EXPECT_TRUE(cinema.waitUntilFailed()) << url;
     EXPECT_EQ(cinema.output()->copyPixelBufferForItemTime(kCMTimeZero, nullptr), nullptr);
     const std::string error = cinema.item()->error();

@@ -64,10 +64,14 @@ TEST(CameraPath, SaysWhatIsWrongInWhichLine) {
   };
   const std::string header = "# a comment\n\nseconds,yaw,pitch,roll,zoom\n";
   const Case cases[] = {
-      {"0,1,2,3\n", ":4: there are 4 values"},        {"0,1,2,3,1,5\n", ":4: there are more than five"},
-      {"0,1,2,x,1\n", ":4: 'x' is not a number"},     {"0,nan,0,0,1\n", ":4: 'nan' is not a number"},
-      {"0,0,91,0,1\n", ":4: the pitch"},              {"0,0,0,0,0\n", ":4: the zoom"},
-      {"1,0,0,0,1\n1,0,0,0,1\n", ":5: the time does"}, {"", "has no keys"},
+      {"0,1,2,3\n", ":4: there are 4 values"},
+      {"0,1,2,3,1,5\n", ":4: there are more than five"},
+      {"0,1,2,x,1\n", ":4: 'x' is not a number"},
+      {"0,nan,0,0,1\n", ":4: 'nan' is not a number"},
+      {"0,0,91,0,1\n", ":4: the pitch"},
+      {"0,0,0,0,0\n", ":4: the zoom"},
+      {"1,0,0,0,1\n1,0,0,0,1\n", ":5: the time does"},
+      {"", "has no keys"},
   };
   const ScratchFolder folder;
   const std::string path = folder.file("path.csv");
@@ -91,8 +95,7 @@ TEST(CameraPath, SaysWhatIsWrongInWhichLine) {
 }
 
 TEST(Progress, TellsWhatIsDoneHowFastAndHowLongItStillTakes) {
-  EXPECT_EQ(Progress::text(20, 5, 150, 30),
-            "[#######.......................]  25 %, 5.0 frames a second, 1:30 left");
+  EXPECT_EQ(Progress::text(20, 5, 150, 30), "[#######.......................]  25 %, 5.0 frames a second, 1:30 left");
   EXPECT_EQ(Progress::text(20, 25, 600, 30), "[##############################] 100 %, 20.0 frames a second");
   EXPECT_EQ(Progress::text(0, 5, 150, 30), "150 frames, 5.0 a second");
   EXPECT_THAT(Progress::text(20, 0, 0, 0), HasSubstr("0 %, 0.0 frames"));

@@ -43,8 +43,8 @@ class VideoProgram : public testing::Test {
 
   /// What ffprobe says of the stream that is chosen, in the order in which it says it.
   std::string probe(const std::string& file, const std::string& stream, const std::string& entries) const {
-    const Outcome outcome = shell("ffprobe -v error -count_frames -select_streams " + stream + " -show_entries stream=" +
-                                  entries + " -of csv=p=0 " + file);
+    const Outcome outcome = shell("ffprobe -v error -count_frames -select_streams " + stream +
+                                  " -show_entries stream=" + entries + " -of csv=p=0 " + file);
     return outcome.out.substr(0, outcome.out.find('\n'));
   }
 

@@ -44,9 +44,7 @@ class VideoWindow : public SteppedViewer {
     refresh();
   }
 
-  bool waitFor(const std::function<bool()>& condition) {
-    return NSRunLoop::mainRunLoop().runUntil(condition, 30.0);
-  }
+  bool waitFor(const std::function<bool()>& condition) { return NSRunLoop::mainRunLoop().runUntil(condition, 30.0); }
   void waitUntilReady() {
     ASSERT_TRUE(waitFor([&] { return content_->isReady() || !content_->failure().empty(); }));
     ASSERT_EQ(content_->failure(), "");

@@ -80,8 +80,8 @@ int renderVideo(const RenderOptions& options) {
   settings.framesPerSecond = options.framesPerSecond;
   settings.quality = options.quality;
   Transcoder transcoder(settings);
-  const ZELProjectionType type = decideVideoProjection(options.projection, options.input, transcoder.inputWidth(),
-                                                       transcoder.inputHeight());
+  const ZELProjectionType type =
+      decideVideoProjection(options.projection, options.input, transcoder.inputWidth(), transcoder.inputHeight());
   VideoRenderer renderer(options.size, makeProjection(type, options.gravity, options.padding));
   if (options.verbose) {
     std::fprintf(stderr, "drawn by: %s\nvideo: %zux%zu pixels, sound %s\n", renderer.rendererDescription().c_str(),

@@ -21,8 +21,8 @@ std::shared_ptr<ZELPixelBufferSource> VideoContent::sourceFor(ZELProjectionType)
 
 void VideoContent::open(UIView& over, double scale, std::function<void()> changed) {
   // The bar lives no longer than this.
-  bar_ = ProgressBar::create(scale, {[this](double place, bool isLooking) { seek(place, isLooking); },
-                                     [this] { playback_->togglePause(); }});
+  bar_ = ProgressBar::create(
+      scale, {[this](double place, bool isLooking) { seek(place, isLooking); }, [this] { playback_->togglePause(); }});
   if (bar_) {
     bar_->setHidden(true);
     bar_->layOut(over.bounds().size);
