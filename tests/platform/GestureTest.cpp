@@ -211,6 +211,11 @@ TEST_F(Gestures, TakeTheTouchFromTheViewThatWasHit) {
   move({150, 140}, 0, 2);
   window->cancelTouches();
   EXPECT_EQ(hit->log, "bc") << "the second finger was never the view's";
+  hit->log.clear();
+  press({150, 100}, 0, 1);
+  press({150, 130}, 0, 2);
+  move({150, 160}, 0, 2);
+  EXPECT_EQ(hit->log, "bbcc") << "all fingers of the gesture";
 }
 
 enum class Allows { Neither, First, Second };
@@ -420,6 +425,10 @@ class Demolition : public Gestures, public testing::WithParamInterface<std::tupl
       {"Disable", [this] { pan->setEnabled(false); }},
       {"LosePointer", [this] { window->cancelTouches(); }},
       {"MoveAway", [this] { window->addGestureRecognizer(pan); }},
+      {"LiftFinger",
+       [this] {
+         release({170, 100});
+       }},
       {"NextGesture", [this] { drag(7); }}};
 };
 
@@ -442,6 +451,10 @@ TEST_P(Demolition, InsideACallLeavesAWholeGestureBehind) {
   }
   const bool isGone = deed == "DropRecognizer" || deed == "DropView" || deed == "DropWindow";
   EXPECT_EQ(weakPan.expired(), isGone) << "nothing holds on to it";
+  if (hit) {
+    const auto told = [this](char what) { return std::count(hit->log.begin(), hit->log.end(), what); };
+    EXPECT_EQ(told('b'), told('e') + told('c')) << hit->log;
+  }
   if (!isGone) {
     EXPECT_EQ(pan->state(), State::Possible);
     EXPECT_EQ(pan->numberOfTouches(), 0U);
@@ -452,12 +465,12 @@ TEST_P(Demolition, InsideACallLeavesAWholeGestureBehind) {
   }
 }
 
-INSTANTIATE_TEST_SUITE_P(Calls, Demolition,
-                         testing::Combine(testing::Values(Moment::Began, Moment::Changed, Moment::Ended,
-                                                          Moment::Cancelled, Moment::Asked, Moment::AskedWithOther,
-                                                          Moment::ViewCancelled),
-                                          testing::Values("DropRecognizer", "DropView", "DropWindow", "DropDelegate",
-                                                          "Disable", "LosePointer", "MoveAway", "NextGesture")));
+INSTANTIATE_TEST_SUITE_P(
+    Calls, Demolition,
+    testing::Combine(testing::Values(Moment::Began, Moment::Changed, Moment::Ended, Moment::Cancelled, Moment::Asked,
+                                     Moment::AskedWithOther, Moment::ViewCancelled),
+                     testing::Values("DropRecognizer", "DropView", "DropWindow", "DropDelegate", "Disable",
+                                     "LosePointer", "MoveAway", "LiftFinger", "NextGesture")));
 
 // Bad input.
 
