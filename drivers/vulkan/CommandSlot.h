@@ -28,8 +28,9 @@ class CommandSlot {
   /// A descriptor set to write, valid until the next `begin`; null when memory is short.
   VkDescriptorSet takeSet(PipelineKind kind);
 
-  /// Ends recording and hands the commands to the GPU.
-  bool submit();
+  /// Ends recording and hands the commands to the GPU, whose copies wait for one semaphore and which signals another
+  /// when it is done.
+  bool submit(VkSemaphore awaited = VK_NULL_HANDLE, VkSemaphore signalled = VK_NULL_HANDLE);
 
   /// Waits for the end; false when the device was lost.
   bool wait() { return gpu_.wait(fence_.get()); }
