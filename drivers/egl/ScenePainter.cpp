@@ -7,7 +7,6 @@
 
 #include <algorithm>
 #include <array>
-#include <cmath>
 #include <utility>
 
 namespace ZELPlatform {
@@ -113,30 +112,20 @@ std::shared_ptr<Fence> ScenePainter::paint(const Scene& scene) {
 }
 
 void ScenePainter::paintItem(const Scene& scene, const SceneItem& item) {
-  // Edges at whole pixels: neighbours meet without a seam, and a picture of just this size is shown as it is.
-  const double scaleX = scene.pixelWidth / scene.points.width;
-  const double scaleY = scene.pixelHeight / scene.points.height;
-  const CGRect& frame = item.frame;
-  const int left = static_cast<int>(std::lround(frame.origin.x * scaleX));
-  const int top = static_cast<int>(std::lround(frame.origin.y * scaleY));
-  const int right = static_cast<int>(std::lround((frame.origin.x + frame.size.width) * scaleX));
-  const int bottom = static_cast<int>(std::lround((frame.origin.y + frame.size.height) * scaleY));
-  const PixelRect rect{left, top, right - left, bottom - top};
-  if (rect.width <= 0 || rect.height <= 0) return;
-  const auto isExact = [&rect](size_t width, size_t height) {
-    return static_cast<size_t>(rect.width) == width && static_cast<size_t>(rect.height) == height;
-  };
+  const PixelRect rect = pixelRect(item.frame, scene.points, scene.pixelWidth, scene.pixelHeight);
+  if (rect.isEmpty()) return;
   const auto front = item.contents->front();
   if (auto image = std::dynamic_pointer_cast<DrawableImage>(front)) {
     item.opaque ? glDisable(GL_BLEND) : glEnable(GL_BLEND);
     image->awaitDrawn();
-    paintTexture(scene, rect, image->texture(), isExact(image->width(), image->height()), true);
+    paintTexture(scene, rect, image->texture(), rect.isExact(image->width(), image->height()), true);
     images_.push_back(std::move(image));
   } else if (const auto still = front ? front->readBack() : item.contents->still()) {
     // What another API drew is brought over through memory.
     const bool opaque = item.opaque || still->alphaInfo() == CGImageAlphaInfo::NoneSkipLast;
     opaque ? glDisable(GL_BLEND) : glEnable(GL_BLEND);
-    paintTexture(scene, rect, stillTexture(still, front != nullptr), isExact(still->width(), still->height()), false);
+    paintTexture(scene, rect, stillTexture(still, front != nullptr), rect.isExact(still->width(), still->height()),
+                 false);
   }
 }
 

@@ -4,6 +4,7 @@
 #include "drivers/egl/EglDriver.h"
 #include "drivers/egl/Fence.h"
 #include "drivers/egl/TextureCache.h"
+#include "drivers/window/SceneGeometry.h"
 #include "platform/quartzcore/Compositor.h"
 
 #include <memory>
@@ -27,14 +28,6 @@ class ScenePainter {
   ScenePainter& operator=(const ScenePainter&) = delete;
 
  private:
-  /// A rectangle of window pixels, from the top left.
-  struct PixelRect {
-    int left;
-    int top;
-    int width;
-    int height;
-  };
-
   /// A still picture on the GPU, or one that a drawn layer of another API showed.
   struct Still {
     std::shared_ptr<CGImage> image;

@@ -1,15 +1,13 @@
 #include "drivers/egl/WindowSurface.h"
 
+#include "drivers/window/XWindowWatch.h"
+
 #include <array>
 #include <bit>
-#include <cstdlib>
 #include <functional>
 #include <utility>
 #include <vector>
 
-#ifdef ZEL_WITH_X11
-#include <xcb/xcb.h>
-#endif
 #ifdef ZEL_WITH_WAYLAND
 #include <wayland-egl.h>
 #endif
@@ -52,48 +50,10 @@ EGLConfig chooseConfig(EGLDisplay display, const std::function<bool(EGLConfig)>&
 #endif
 #ifdef ZEL_WITH_X11
 
-/// A connection of its own, which learns what the EGL driver does not tell: the window's visual, and that it is gone.
-/// (Drivers report success when they swap to a destroyed window.)
-class XWindow {
- public:
-  explicit XWindow(uintptr_t window) : connection_(xcb_connect(nullptr, nullptr)), window_(window) {
-    const std::array<uint32_t, 1> events{XCB_EVENT_MASK_STRUCTURE_NOTIFY};
-    xcb_change_window_attributes(connection_, window_, XCB_CW_EVENT_MASK, events.data());
-    const auto cookie = xcb_get_window_attributes(connection_, window_);
-    if (auto* reply = xcb_get_window_attributes_reply(connection_, cookie, nullptr)) {
-      visual_ = reply->visual;
-      std::free(reply);
-    }
-  }
-
-  ~XWindow() { xcb_disconnect(connection_); }
-
-  XWindow(const XWindow&) = delete;
-  XWindow& operator=(const XWindow&) = delete;
-
-  /// 0 when there is no such window.
-  xcb_visualid_t visual() const { return visual_; }
-
-  bool isDestroyed() {
-    while (auto* event = xcb_poll_for_event(connection_)) {
-      const bool ends = (event->response_type & 0x7f) == XCB_DESTROY_NOTIFY;
-      destroyed_ = destroyed_ || ends;
-      std::free(event);
-    }
-    return destroyed_ || xcb_connection_has_error(connection_) != 0;
-  }
-
- private:
-  xcb_connection_t* connection_;
-  xcb_window_t window_;
-  xcb_visualid_t visual_ = 0;
-  bool destroyed_ = false;
-};
-
 class X11WindowSurface final : public WindowSurface {
  public:
   static std::unique_ptr<WindowSurface> create(const EglDisplay& display, uintptr_t window, std::string* error) {
-    auto native = std::make_unique<XWindow>(window);
+    auto native = std::make_unique<XWindowWatch>(window);
     if (native->visual() == 0) {
       *error = "The window cannot be drawn on: the X server knows no window " + std::to_string(window) + ".";
       return nullptr;
@@ -115,11 +75,11 @@ class X11WindowSurface final : public WindowSurface {
   bool isLost() override { return native_->isDestroyed(); }
 
  private:
-  X11WindowSurface(const EglDisplay& display, EGLConfig config, std::unique_ptr<XWindow> native)
+  X11WindowSurface(const EglDisplay& display, EGLConfig config, std::unique_ptr<XWindowWatch> native)
       : WindowSurface(display, config), native_(std::move(native)) {}
   EGLint swapInterval() const override { return 1; }
 
-  std::unique_ptr<XWindow> native_;
+  std::unique_ptr<XWindowWatch> native_;
 };
 
 #endif
@@ -188,10 +148,16 @@ std::unique_ptr<WindowSurface> WindowSurface::create(const EglDisplay& display, 
 WindowSurface::~WindowSurface() { close(); }
 
 bool WindowSurface::open(EGLNativeWindowType window, std::string* error) {
+  window_ = window;
   surface_ = eglCreateWindowSurface(display_.handle(), config_, window, nullptr);
   if (surface_ != EGL_NO_SURFACE) return true;
   *error = "The window cannot be drawn on: EGL cannot make a surface (" + eglErrorName() + ").";
   return false;
+}
+
+bool WindowSurface::reopen() {
+  std::string ignored;
+  return surface_ != EGL_NO_SURFACE || open(window_, &ignored);
 }
 
 void WindowSurface::close() {

@@ -19,6 +19,10 @@ class WindowSurface {
   /// What contexts that draw on it are made for.
   EGLConfig config() const { return config_; }
 
+  /// Ends the EGL surface, which must go before its native window, and makes it again; false when the driver refuses.
+  void close();
+  bool reopen();
+
   /// Makes the context current with the window; false when the window is gone.
   bool makeCurrent(EGLContext context) const;
 
@@ -40,15 +44,13 @@ class WindowSurface {
   /// Makes the EGL surface on the window; false, with one sentence in `error`, when the driver refuses.
   bool open(EGLNativeWindowType window, std::string* error);
 
-  /// Ends the EGL surface, which must go before its native window.
-  void close();
-
   /// Refreshes of the display that a swap waits for.
   virtual EGLint swapInterval() const = 0;
 
  private:
   const EglDisplay& display_;
   EGLConfig config_;
+  EGLNativeWindowType window_{};
   EGLSurface surface_ = EGL_NO_SURFACE;
 };
 

@@ -85,12 +85,18 @@ bool CommandSlot::addSets(PipelineKind kind, Sets* sets) {
   return true;
 }
 
-bool CommandSlot::submit() {
+bool CommandSlot::submit(VkSemaphore awaited, VkSemaphore signalled) {
   const DeviceFunctions& vk = gpu_.functions();
   const bool ended = gpu_.succeeded(vk.vkEndCommandBuffer(commands_[1])) &&
                      (!ahead_ || gpu_.succeeded(vk.vkEndCommandBuffer(commands_[0])));
   VkSubmitInfo work{};
   work.sType = VK_STRUCTURE_TYPE_SUBMIT_INFO;
+  const VkPipelineStageFlags copies = VK_PIPELINE_STAGE_TRANSFER_BIT;
+  work.waitSemaphoreCount = awaited ? 1 : 0;
+  work.pWaitSemaphores = &awaited;
+  work.pWaitDstStageMask = &copies;
+  work.signalSemaphoreCount = signalled ? 1 : 0;
+  work.pSignalSemaphores = &signalled;
   work.commandBufferCount = ahead_ ? 2 : 1;
   work.pCommandBuffers = ahead_ ? commands_.data() : &commands_[1];
   submitted_ = ended && gpu_.succeeded(gpu_.submit(work, fence_.get()));

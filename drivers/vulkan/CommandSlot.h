@@ -35,8 +35,9 @@ class CommandSlot {
   /// a function declares them or not, and crashes where an image has gone since.
   VkDescriptorSet takeSet(PipelineKind kind, uint32_t bindings);
 
-  /// Ends recording and hands the commands to the GPU.
-  bool submit();
+  /// Ends recording and hands the commands to the GPU, whose copies wait for one semaphore and which signals another
+  /// when it is done.
+  bool submit(VkSemaphore awaited = VK_NULL_HANDLE, VkSemaphore signalled = VK_NULL_HANDLE);
 
   /// Waits for the end; false when the device was lost.
   bool wait() { return gpu_.wait(fence_.get()); }

@@ -30,7 +30,12 @@ namespace ZELPlatform::vulkan {
 // Present only with an extension; null without it.
 #define ZEL_VULKAN_OPTIONAL_INSTANCE_FUNCTIONS(X) \
   X(vkCreateDebugUtilsMessengerEXT)               \
-  X(vkDestroyDebugUtilsMessengerEXT)
+  X(vkDestroyDebugUtilsMessengerEXT)              \
+  X(vkDestroySurfaceKHR)                          \
+  X(vkGetPhysicalDeviceSurfaceCapabilitiesKHR)    \
+  X(vkGetPhysicalDeviceSurfaceFormatsKHR)         \
+  X(vkGetPhysicalDeviceSurfacePresentModesKHR)    \
+  X(vkGetPhysicalDeviceSurfaceSupportKHR)
 
 #define ZEL_VULKAN_DEVICE_FUNCTIONS(X) \
   X(vkAllocateCommandBuffers)          \
@@ -44,8 +49,10 @@ namespace ZELPlatform::vulkan {
   X(vkCmdBindIndexBuffer)              \
   X(vkCmdBindPipeline)                 \
   X(vkCmdBindVertexBuffers)            \
+  X(vkCmdBlitImage)                    \
   X(vkCmdClearColorImage)              \
   X(vkCmdCopyBufferToImage)            \
+  X(vkCmdCopyImage)                    \
   X(vkCmdCopyImageToBuffer)            \
   X(vkCmdDispatch)                     \
   X(vkCmdDrawIndexed)                  \
@@ -69,6 +76,7 @@ namespace ZELPlatform::vulkan {
   X(vkCreatePipelineLayout)            \
   X(vkCreateRenderPass)                \
   X(vkCreateSampler)                   \
+  X(vkCreateSemaphore)                 \
   X(vkCreateShaderModule)              \
   X(vkDestroyBuffer)                   \
   X(vkDestroyCommandPool)              \
@@ -84,6 +92,7 @@ namespace ZELPlatform::vulkan {
   X(vkDestroyPipelineLayout)           \
   X(vkDestroyRenderPass)               \
   X(vkDestroySampler)                  \
+  X(vkDestroySemaphore)                \
   X(vkDestroyShaderModule)             \
   X(vkDeviceWaitIdle)                  \
   X(vkEndCommandBuffer)                \
@@ -100,7 +109,13 @@ namespace ZELPlatform::vulkan {
   X(vkUpdateDescriptorSets)            \
   X(vkWaitForFences)
 
-#define ZEL_VULKAN_OPTIONAL_DEVICE_FUNCTIONS(X) X(vkGetMemoryHostPointerPropertiesEXT)
+#define ZEL_VULKAN_OPTIONAL_DEVICE_FUNCTIONS(X) \
+  X(vkAcquireNextImageKHR)                      \
+  X(vkCreateSwapchainKHR)                       \
+  X(vkDestroySwapchainKHR)                      \
+  X(vkGetMemoryHostPointerPropertiesEXT)        \
+  X(vkGetSwapchainImagesKHR)                    \
+  X(vkQueuePresentKHR)
 
 #define ZEL_VULKAN_MEMBER(name) PFN_##name name = nullptr;
 

@@ -120,6 +120,7 @@ bool Gpu::examine(VkPhysicalDevice candidate) {
   VkPhysicalDeviceProperties2 properties{};
   properties.sType = VK_STRUCTURE_TYPE_PHYSICAL_DEVICE_PROPERTIES_2;
   capabilities_.hostImport = hasExtension(vk, candidate, VK_EXT_EXTERNAL_MEMORY_HOST_EXTENSION_NAME);
+  capabilities_.windows = instance_->hasSurfaces() && hasExtension(vk, candidate, VK_KHR_SWAPCHAIN_EXTENSION_NAME);
   if (capabilities_.hostImport) properties.pNext = &hostMemory;
   vk.vkGetPhysicalDeviceProperties2(candidate, &properties);
   const int family = findQueueFamily(vk, candidate);
@@ -150,14 +151,16 @@ bool Gpu::open(const Settings& settings, std::string* error) {
   queue.pQueuePriorities = &priority;
   VkPhysicalDeviceFeatures features{};
   features.shaderStorageImageExtendedFormats = capabilities_.smallStorageFormats ? VK_TRUE : VK_FALSE;
-  const char* hostMemory = VK_EXT_EXTERNAL_MEMORY_HOST_EXTENSION_NAME;
+  std::vector<const char*> extensions;
+  if (capabilities_.hostImport) extensions.push_back(VK_EXT_EXTERNAL_MEMORY_HOST_EXTENSION_NAME);
+  if (capabilities_.windows) extensions.push_back(VK_KHR_SWAPCHAIN_EXTENSION_NAME);
   VkDeviceCreateInfo info{};
   info.sType = VK_STRUCTURE_TYPE_DEVICE_CREATE_INFO;
   info.queueCreateInfoCount = 1;
   info.pQueueCreateInfos = &queue;
   info.pEnabledFeatures = &features;
-  info.enabledExtensionCount = capabilities_.hostImport ? 1 : 0;
-  info.ppEnabledExtensionNames = &hostMemory;
+  info.enabledExtensionCount = static_cast<uint32_t>(extensions.size());
+  info.ppEnabledExtensionNames = extensions.data();
   const VkResult result = vk.vkCreateDevice(physicalDevice_, &info, nullptr, &device_);
   if (result != VK_SUCCESS || !functions_.load(vk, device_)) {
     *error =
@@ -186,6 +189,13 @@ VkResult Gpu::submit(const VkSubmitInfo& work, VkFence fence) {
   if (isLost()) return VK_ERROR_DEVICE_LOST;
   const std::lock_guard lock(queueMutex_);
   const VkResult result = functions_.vkQueueSubmit(queue_, 1, &work, fence);
+  succeeded(result);
+  return result;
+}
+
+VkResult Gpu::present(const VkPresentInfoKHR& picture) {
+  const std::lock_guard lock(queueMutex_);
+  const VkResult result = functions_.vkQueuePresentKHR(queue_, &picture);
   succeeded(result);
   return result;
 }

@@ -25,6 +25,8 @@ struct Capabilities {
   /// Memory of the program can be used as a texture, if it begins at a multiple of the alignment.
   bool hostImport = false;
   size_t hostPointerAlignment = 0;
+  /// Windows can be drawn on.
+  bool windows = false;
   /// Compute functions write textures of one or two channels.
   bool smallStorageFormats = false;
 };
@@ -38,6 +40,7 @@ class Gpu : public std::enable_shared_from_this<Gpu> {
 
   VkDevice device() const { return device_; }
   VkPhysicalDevice physicalDevice() const { return physicalDevice_; }
+  const Instance& instance() const { return *instance_; }
   const InstanceFunctions& instanceFunctions() const { return instance_->functions(); }
   const DeviceFunctions& functions() const { return functions_; }
   uint32_t queueFamily() const { return queueFamily_; }
@@ -53,6 +56,9 @@ class Gpu : public std::enable_shared_from_this<Gpu> {
 
   /// Hands work to the queue; `fence` tells its end.
   VkResult submit(const VkSubmitInfo& work, VkFence fence);
+
+  /// Hands a picture to a window.
+  VkResult present(const VkPresentInfoKHR& picture);
 
   /// Waits until the GPU is done with what the fence stands for; false when the work was lost. A GPU that does not come
   /// to an end within a minute counts as lost, too.

@@ -80,7 +80,9 @@ using PipelineHandle = Handle<&DeviceFunctions::vkDestroyPipeline>;
 using PipelineLayoutHandle = Handle<&DeviceFunctions::vkDestroyPipelineLayout>;
 using RenderPassHandle = Handle<&DeviceFunctions::vkDestroyRenderPass>;
 using SamplerHandle = Handle<&DeviceFunctions::vkDestroySampler>;
+using SemaphoreHandle = Handle<&DeviceFunctions::vkDestroySemaphore>;
 using SetLayoutHandle = Handle<&DeviceFunctions::vkDestroyDescriptorSetLayout>;
 using ShaderModuleHandle = Handle<&DeviceFunctions::vkDestroyShaderModule>;
+using SwapchainHandle = Handle<&DeviceFunctions::vkDestroySwapchainKHR>;
 
 }  // namespace ZELPlatform::vulkan

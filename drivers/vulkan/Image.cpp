@@ -211,8 +211,8 @@ VkFramebuffer Image::framebuffer() {
   return framebuffer_.get();
 }
 
-VkImageMemoryBarrier Image::barrier(VkImageLayout from, VkAccessFlags written, VkImageLayout to,
-                                    VkAccessFlags next) const {
+VkImageMemoryBarrier imageBarrier(VkImage image, VkImageLayout from, VkAccessFlags written, VkImageLayout to,
+                                  VkAccessFlags next) {
   VkImageMemoryBarrier barrier{};
   barrier.sType = VK_STRUCTURE_TYPE_IMAGE_MEMORY_BARRIER;
   barrier.srcAccessMask = written;
@@ -221,7 +221,7 @@ VkImageMemoryBarrier Image::barrier(VkImageLayout from, VkAccessFlags written, V
   barrier.newLayout = to;
   barrier.srcQueueFamilyIndex = VK_QUEUE_FAMILY_IGNORED;
   barrier.dstQueueFamilyIndex = VK_QUEUE_FAMILY_IGNORED;
-  barrier.image = image_.get();
+  barrier.image = image;
   barrier.subresourceRange = {VK_IMAGE_ASPECT_COLOR_BIT, 0, 1, 0, 1};
   return barrier;
 }

@@ -11,6 +11,10 @@
 
 namespace ZELPlatform::vulkan {
 
+/// A barrier of a whole image from one layout and access to another.
+VkImageMemoryBarrier imageBarrier(VkImage image, VkImageLayout from, VkAccessFlags written, VkImageLayout to,
+                                  VkAccessFlags next);
+
 /// A Vulkan image with its memory and view. Between commands it rests in one layout, its home, which its usage decides;
 /// whatever needs another layout brings it back there. Any thread.
 ///
@@ -47,8 +51,9 @@ class Image {
   /// The framebuffer of the image alone, made once; null when memory is short.
   VkFramebuffer framebuffer();
 
-  /// A barrier of the whole image from one layout and access to another.
-  VkImageMemoryBarrier barrier(VkImageLayout from, VkAccessFlags written, VkImageLayout to, VkAccessFlags next) const;
+  VkImageMemoryBarrier barrier(VkImageLayout from, VkAccessFlags written, VkImageLayout to, VkAccessFlags next) const {
+    return imageBarrier(handle(), from, written, to, next);
+  }
 
   /// Whether an imported image was not yet brought to its home; the commands that first use it do so.
   bool isAwayFromHome() const { return away_.load(std::memory_order_relaxed); }

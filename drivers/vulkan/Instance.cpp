@@ -8,6 +8,8 @@ namespace ZELPlatform::vulkan {
 namespace {
 
 constexpr const char* kValidationLayer = "VK_LAYER_KHRONOS_validation";
+constexpr std::array<const char*, 3> kSurfaceExtensions{"VK_KHR_surface", "VK_KHR_xcb_surface",
+                                                        "VK_KHR_wayland_surface"};
 
 VKAPI_ATTR VkBool32 VKAPI_CALL passOn(VkDebugUtilsMessageSeverityFlagBitsEXT, VkDebugUtilsMessageTypeFlagsEXT,
                                       const VkDebugUtilsMessengerCallbackDataEXT* data, void* receiver) {
@@ -54,17 +56,16 @@ bool Instance::open(const Settings& settings, std::string* error) {
                                          .pEnabledValidationFeatures = enabled.data(),
                                          .disabledValidationFeatureCount = 0,
                                          .pDisabledValidationFeatures = nullptr};
-  const std::array<const char*, 2> extensions{VK_EXT_DEBUG_UTILS_EXTENSION_NAME,
-                                              VK_EXT_VALIDATION_FEATURES_EXTENSION_NAME};
+  const std::vector<const char*> extensions = chooseExtensions();
   VkInstanceCreateInfo info{};
   info.sType = VK_STRUCTURE_TYPE_INSTANCE_CREATE_INFO;
   info.pApplicationInfo = &application;
+  info.enabledExtensionCount = static_cast<uint32_t>(extensions.size());
+  info.ppEnabledExtensionNames = extensions.data();
   if (onValidation_) {
     info.pNext = &features;
     info.enabledLayerCount = 1;
     info.ppEnabledLayerNames = &kValidationLayer;
-    info.enabledExtensionCount = static_cast<uint32_t>(extensions.size());
-    info.ppEnabledExtensionNames = extensions.data();
   }
   const VkResult result = global_.vkCreateInstance(&info, nullptr, &handle_);
   if (result != VK_SUCCESS) {
@@ -74,6 +75,28 @@ bool Instance::open(const Settings& settings, std::string* error) {
   if (functions_.load(global_, handle_) && (!onValidation_ || watchValidation())) return true;
   *error = "Vulkan is not available: it is older than version 1.1.";
   return false;
+}
+
+std::vector<const char*> Instance::chooseExtensions() {
+  uint32_t count = 0;
+  global_.vkEnumerateInstanceExtensionProperties(nullptr, &count, nullptr);
+  std::vector<VkExtensionProperties> available(count);
+  global_.vkEnumerateInstanceExtensionProperties(nullptr, &count, available.data());
+  std::vector<const char*> chosen;
+  for (const char* name : kSurfaceExtensions) {
+    const bool there = std::any_of(available.begin(), available.end(), [name](const VkExtensionProperties& extension) {
+      return std::strcmp(static_cast<const char*>(extension.extensionName), name) == 0;
+    });
+    if (there) chosen.push_back(name);
+  }
+  // The first of them carries all others.
+  hasSurfaces_ = !chosen.empty() && chosen.front() == kSurfaceExtensions[0];
+  if (!hasSurfaces_) chosen.clear();
+  if (onValidation_) {
+    chosen.push_back(VK_EXT_DEBUG_UTILS_EXTENSION_NAME);
+    chosen.push_back(VK_EXT_VALIDATION_FEATURES_EXTENSION_NAME);
+  }
+  return chosen;
 }
 
 bool Instance::watchValidation() {

@@ -31,17 +31,27 @@ class Instance {
   const InstanceFunctions& functions() const { return functions_; }
   std::vector<VkPhysicalDevice> physicalDevices() const;
 
+  VkInstance handle() const { return handle_; }
+
+  /// Whether windows can be drawn on, as far as the loader is concerned.
+  bool hasSurfaces() const { return hasSurfaces_; }
+
+  /// A function of an extension that only some window systems have; null without it.
+  PFN_vkVoidFunction find(const char* name) const { return global_.vkGetInstanceProcAddr(handle_, name); }
+
   Instance(const Instance&) = delete;
   Instance& operator=(const Instance&) = delete;
 
  private:
   Instance() = default;
   bool open(const Settings& settings, std::string* error);
+  std::vector<const char*> chooseExtensions();
   bool watchValidation();
 
   GlobalFunctions global_;
   InstanceFunctions functions_;
   VkInstance handle_ = VK_NULL_HANDLE;
+  bool hasSurfaces_ = false;
   VkDebugUtilsMessengerEXT messenger_ = VK_NULL_HANDLE;
   std::function<void(const std::string&)> onValidation_;
 };

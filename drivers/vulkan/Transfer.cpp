@@ -2,11 +2,15 @@
 
 #include "platform/corevideo/Counters.h"
 
+#include <algorithm>
 #include <cstring>
 #include <utility>
 
 namespace ZELPlatform::vulkan {
 namespace {
+
+/// Two planes of three frames, twice over.
+constexpr size_t kMostSlots = 12;
 
 constexpr VkPipelineStageFlags kEverything = VK_PIPELINE_STAGE_ALL_COMMANDS_BIT;
 constexpr VkPipelineStageFlags kCopy = VK_PIPELINE_STAGE_TRANSFER_BIT;
@@ -56,14 +60,11 @@ bool Transfer::Turn::wait() {
 Transfer::Slot* Transfer::take() {
   const std::lock_guard lock(mutex_);
   if (gpu_.isLost()) return nullptr;
-  const DeviceFunctions& vk = gpu_.functions();
-  Slot* free = nullptr;
-  for (const auto& slot : slots_) {
-    if (slot->taken) continue;
-    if (slot->submitted && vk.vkGetFenceStatus(gpu_.device(), slot->fence.get()) != VK_SUCCESS) continue;
-    // An image that is held no longer may be the last reference's.
-    slot->kept.reset();
-    if (!free) free = slot.get();
+  Slot* free = findEnded();
+  if (!free && slots_.size() >= kMostSlots) {
+    // Whoever copies faster than the GPU waits for it, so that memory does not grow.
+    const auto copying = std::find_if(slots_.begin(), slots_.end(), [](const auto& slot) { return !slot->taken; });
+    if (copying != slots_.end() && gpu_.wait((*copying)->fence.get())) free = findEnded();
   }
   if (!free) {
     auto made = makeSlot();
@@ -72,6 +73,20 @@ Transfer::Slot* Transfer::take() {
   }
   if (!prepare(free)) return nullptr;
   free->taken = true;
+  return free;
+}
+
+Transfer::Slot* Transfer::findEnded() {
+  Slot* free = nullptr;
+  for (const auto& slot : slots_) {
+    if (slot->taken) continue;
+    const bool ended =
+        !slot->submitted || gpu_.functions().vkGetFenceStatus(gpu_.device(), slot->fence.get()) == VK_SUCCESS;
+    if (!ended) continue;
+    // Nobody else may hold the image any more: then it goes now.
+    slot->kept.reset();
+    if (!free) free = slot.get();
+  }
   return free;
 }
 

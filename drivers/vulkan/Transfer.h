@@ -67,6 +67,7 @@ class Transfer {
   };
 
   Slot* take();
+  Slot* findEnded();
   bool prepare(Slot* slot);
   std::unique_ptr<Slot> makeSlot();
   void record(VkCommandBuffer commands, const VkImageMemoryBarrier& barrier, VkPipelineStageFlags before,

@@ -19,9 +19,9 @@ class ZELPLATFORM_EXPORT MTLFunction {
 ///
 /// A function finds what it is given by number. In a vertex or fragment function the texture of index i is the sampler
 /// at binding i of set 0 (0 to 7), filtered linearly and clamped to the edge. In a compute function the texture of
-/// index i is that too (0 to 7) for reading, and the image at binding 8 + i (0 to 3) for writing; the buffer of index i is
-/// the storage buffer at binding 16 + i (0 to 3). Inline bytes, whatever their index, are the push constants. A vertex
-/// attribute's number is its location. Clip space has y upwards.
+/// index i is that too (0 to 7) for reading, and the image at binding 8 + i (0 to 3) for writing; the buffer of index i
+/// is the storage buffer at binding 16 + i (0 to 3). Inline bytes, whatever their index, are the push constants. A
+/// vertex attribute's number is its location. Clip space has y upwards.
 class ZELPLATFORM_EXPORT MTLLibrary {
  public:
   virtual ~MTLLibrary() = default;

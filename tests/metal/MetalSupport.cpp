@@ -1,6 +1,8 @@
 #include "MetalSupport.h"
 
+#include <chrono>
 #include <mutex>
+#include <thread>
 #include <utility>
 
 namespace metaltest {
@@ -146,6 +148,14 @@ std::shared_ptr<CAMetalLayer> makeLayer(const std::shared_ptr<MTLDevice>& device
   layer->setDevice(device);
   layer->setDrawableSize({width, height});
   return layer;
+}
+
+bool gpuObjectsFallTo(int64_t count) {
+  const auto deadline = std::chrono::steady_clock::now() + std::chrono::seconds(5);
+  while (pixelCounters().gpuObjects > count && std::chrono::steady_clock::now() < deadline) {
+    std::this_thread::sleep_for(std::chrono::milliseconds(1));
+  }
+  return pixelCounters().gpuObjects <= count;
 }
 
 bool showFrame(MTLCommandQueue& queue, CAMetalLayer& layer, const Color& color, std::function<void()> completed) {

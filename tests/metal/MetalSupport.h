@@ -90,6 +90,10 @@ testing::AssertionResult isFilledWith(const std::shared_ptr<CGImage>& image, con
 
 std::shared_ptr<CAMetalLayer> makeLayer(const std::shared_ptr<MTLDevice>& device, double width, double height);
 
+/// Whether so many GPU objects are left, and no more, within a few seconds: what the GPU has done with is let go on
+/// threads of the queues.
+bool gpuObjectsFallTo(int64_t count);
+
 /// One frame that fills the layer's next drawable with a colour; false without a drawable.
 bool showFrame(MTLCommandQueue& queue, CAMetalLayer& layer, const Color& color, std::function<void()> completed = {});
 

@@ -1,4 +1,4 @@
-#include "drivers/egl/Pacemaker.h"
+#include "drivers/window/Pacemaker.h"
 
 #include <gtest/gtest.h>
 

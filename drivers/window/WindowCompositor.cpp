@@ -1,4 +1,4 @@
-#include "drivers/egl/Compositor.h"
+#include "drivers/window/WindowCompositor.h"
 
 #include "platform/quartzcore/LayerContents.h"
 
@@ -24,18 +24,6 @@ bool canBeSeen(const Scene& scene) {
 
 }  // namespace
 
-std::shared_ptr<Compositor> EglDriver::createCompositor(const NativeSurface& surface, double refreshRate,
-                                                        std::string* error) {
-  auto window = WindowSurface::create(*display_, surface, error);
-  if (!window) return nullptr;
-  EGLContext context = display_->createContext(window->config(), root_);
-  if (context == EGL_NO_CONTEXT) {
-    *error = "The window cannot be drawn on: EGL cannot create a context for it (" + eglErrorName() + ").";
-    return nullptr;
-  }
-  return std::make_shared<EglCompositor>(*this, std::move(window), context, refreshRate);
-}
-
 void RefreshReports::post(double timestamp, double duration) {
   if (pending_.exchange(true)) return;
   DispatchQueue::mainQueue()->async([self = shared_from_this(), timestamp, duration] {
@@ -44,7 +32,7 @@ void RefreshReports::post(double timestamp, double duration) {
   });
 }
 
-void EglCompositor::Orders::noteChange() {
+void WindowCompositor::Orders::noteChange() {
   {
     const std::lock_guard lock(mutex);
     changed = true;
@@ -52,16 +40,15 @@ void EglCompositor::Orders::noteChange() {
   given.notify_one();
 }
 
-EglCompositor::EglCompositor(EglDriver& driver, std::unique_ptr<WindowSurface> surface, EGLContext context,
-                             double refreshRate)
-    : driver_(driver),
-      surface_(std::move(surface)),
-      context_(context),
+WindowCompositor::WindowCompositor(const NativeSurface& surface, std::unique_ptr<WindowPainter> general,
+                                   double refreshRate)
+    : surface_(surface),
+      general_(std::move(general)),
       pacemaker_(periodOf(refreshRate), Pacemaker::Clock::now()),
       hostTimeOffset_(CACurrentMediaTime() - seconds(Pacemaker::Clock::now().time_since_epoch())),
       thread_([this] { run(); }) {}
 
-EglCompositor::~EglCompositor() {
+WindowCompositor::~WindowCompositor() {
   reports_->end();
   observe({});
   {
@@ -72,7 +59,7 @@ EglCompositor::~EglCompositor() {
   thread_.join();
 }
 
-void EglCompositor::setScene(Scene scene) {
+void WindowCompositor::setScene(Scene scene) {
   observe(scene);
   {
     const std::lock_guard lock(orders_->mutex);
@@ -81,7 +68,7 @@ void EglCompositor::setScene(Scene scene) {
   orders_->noteChange();
 }
 
-void EglCompositor::observe(const Scene& scene) {
+void WindowCompositor::observe(const Scene& scene) {
   std::vector<std::shared_ptr<LayerContents>> now;
   for (const SceneItem& item : scene.items) now.push_back(item.contents);
   const auto isIn = [](const auto& list, const auto& contents) {
@@ -96,7 +83,7 @@ void EglCompositor::observe(const Scene& scene) {
   observed_ = std::move(now);
 }
 
-void EglCompositor::setVisible(bool visible) {
+void WindowCompositor::setVisible(bool visible) {
   {
     const std::lock_guard lock(orders_->mutex);
     orders_->visible = visible;
@@ -104,7 +91,7 @@ void EglCompositor::setVisible(bool visible) {
   orders_->noteChange();
 }
 
-void EglCompositor::setWanted(bool wanted) {
+void WindowCompositor::setWanted(bool wanted) {
   reports_->setWanted(wanted);
   {
     const std::lock_guard lock(orders_->mutex);
@@ -113,30 +100,25 @@ void EglCompositor::setWanted(bool wanted) {
   orders_->given.notify_one();
 }
 
-void EglCompositor::invalidate() { orders_->noteChange(); }
+void WindowCompositor::invalidate() { orders_->noteChange(); }
 
-void EglCompositor::composeNow() {
+void WindowCompositor::composeNow() {
   std::unique_lock lock(orders_->mutex);
   const uint64_t number = ++orders_->asked;
   orders_->given.notify_one();
   orders_->carriedOut.wait(lock, [&] { return orders_->answered >= number; });
 }
 
-void EglCompositor::run() {
-  lost_ = !surface_->makeCurrent(context_);
-  if (!lost_) painter_ = ScenePainter::create(driver_);
-  lost_ = lost_ || !painter_;
+void WindowCompositor::run() {
+  for (const SpecialPainterDescriptor& descriptor : specialPainters()) specials_.push_back({descriptor, nullptr});
   nextTick_ = pacemaker_.tickAfter(Pacemaker::Clock::now());
   nextPicture_ = nextTick_ - pacemaker_.period();
   obey();
-  painter_.reset();
-  const EGLDisplay display = driver_.display().handle();
-  eglMakeCurrent(display, EGL_NO_SURFACE, EGL_NO_SURFACE, EGL_NO_CONTEXT);
-  surface_.reset();
-  eglDestroyContext(display, context_);
+  give(nullptr);
+  specials_.clear();
 }
 
-void EglCompositor::obey() {
+void WindowCompositor::obey() {
   std::unique_lock lock(orders_->mutex);
   while (!orders_->quit) {
     const uint64_t asked = orders_->asked;
@@ -157,11 +139,11 @@ void EglCompositor::obey() {
   }
 }
 
-bool EglCompositor::mayCompose() const {
+bool WindowCompositor::mayCompose() const {
   return !lost_ && orders_->visible && orders_->scene && canBeSeen(*orders_->scene);
 }
 
-void EglCompositor::waitForOrders(std::unique_lock<std::mutex>& lock) {
+void WindowCompositor::waitForOrders(std::unique_lock<std::mutex>& lock) {
   if (orders_->quit || orders_->asked > orders_->answered) return;
   Time deadline = Time::max();
   if (mayCompose() && orders_->changed) deadline = nextPicture_;
@@ -173,22 +155,49 @@ void EglCompositor::waitForOrders(std::unique_lock<std::mutex>& lock) {
   }
 }
 
-void EglCompositor::compose(const Scene& scene) {
-  lost_ = surface_->isLost();
+void WindowCompositor::compose(const Scene& scene) {
+  lost_ = (painter_ ? painter_ : general_.get())->isLost();
   if (lost_) return;
   nextPicture_ = pacemaker_.tickAfter(Pacemaker::Clock::now());
-  surface_->resize(scene.pixelWidth, scene.pixelHeight);
-  // The picture is waited for, so that what the swap takes is the display's time alone.
-  if (const auto painted = painter_->paint(scene)) painted->wait();
-  const Time begin = Pacemaker::Clock::now();
-  lost_ = !surface_->swap();
-  const Time end = Pacemaker::Clock::now();
+  lost_ = !paint(scene);
   if (lost_) return;
+  const Time begin = Pacemaker::Clock::now();
+  const Shown shown = painter_->show();
+  const Time end = Pacemaker::Clock::now();
+  lost_ = shown == Shown::Lost;
+  if (shown == Shown::Again) orders_->noteChange();
+  if (shown != Shown::Yes) return;
   composedCount_.fetch_add(1, std::memory_order_relaxed);
+  if (painter_ != general_.get()) speciallyPaintedCount_.fetch_add(1, std::memory_order_relaxed);
   if (pacemaker_.noteSwap(begin, end)) nextTick_ = nextPicture_ = end;
 }
 
-void EglCompositor::reportDueTick() {
+bool WindowCompositor::paint(const Scene& scene) {
+  if (Special* special = suitable(scene)) {
+    if (give(special->painter.get()) && painter_->paint(scene)) return true;
+    special->refused = true;
+  }
+  return give(general_.get()) && painter_->paint(scene);
+}
+
+bool WindowCompositor::give(WindowPainter* painter) {
+  if (painter == painter_) return true;
+  if (painter_) painter_->end();
+  painter_ = painter && painter->begin() ? painter : nullptr;
+  return painter_ != nullptr;
+}
+
+WindowCompositor::Special* WindowCompositor::suitable(const Scene& scene) {
+  for (Special& special : specials_) {
+    if (special.refused || !special.descriptor.suits(scene)) continue;
+    if (!special.painter) special.painter = special.descriptor.create(surface_);
+    if (special.painter) return &special;
+    special.refused = true;
+  }
+  return nullptr;
+}
+
+void WindowCompositor::reportDueTick() {
   const Time now = Pacemaker::Clock::now();
   if (now < nextTick_) return;
   const Time tick = pacemaker_.tickAtOrBefore(now);

@@ -1,9 +1,7 @@
 #pragma once
 
-#include "drivers/egl/EglDriver.h"
-#include "drivers/egl/Pacemaker.h"
-#include "drivers/egl/ScenePainter.h"
-#include "drivers/egl/WindowSurface.h"
+#include "drivers/window/Pacemaker.h"
+#include "drivers/window/WindowPainter.h"
 #include "platform/quartzcore/Compositor.h"
 
 #include <atomic>
@@ -34,11 +32,12 @@ class RefreshReports : public std::enable_shared_from_this<RefreshReports> {
 
 /// Composes one window on a thread of its own; hidden at first.
 ///
-/// A picture goes on the window at once when a layer presents, but at most one between two ticks of the display.
-class EglCompositor final : public Compositor {
+/// A picture goes on the window at once when a layer presents, but at most one between two ticks of the display. A
+/// special painter has the window while it suits the scene, the general one at all other times.
+class WindowCompositor final : public Compositor {
  public:
-  EglCompositor(EglDriver& driver, std::unique_ptr<WindowSurface> surface, EGLContext context, double refreshRate);
-  ~EglCompositor() override;
+  WindowCompositor(const NativeSurface& surface, std::unique_ptr<WindowPainter> general, double refreshRate);
+  ~WindowCompositor() override;
 
   void setScene(Scene scene) override;
   void setVisible(bool visible) override;
@@ -46,6 +45,9 @@ class EglCompositor final : public Compositor {
   void invalidate() override;
   void composeNow() override;
   uint64_t composedCount() const override { return composedCount_.load(std::memory_order_relaxed); }
+
+  /// Pictures that special painters put on the window so far.
+  uint64_t speciallyPaintedCount() const { return speciallyPaintedCount_.load(std::memory_order_relaxed); }
 
  private:
   using Time = Pacemaker::Time;
@@ -69,20 +71,30 @@ class EglCompositor final : public Compositor {
 
   void observe(const Scene& scene);
 
+  /// A special painter of this window; made when it first suits.
+  struct Special {
+    SpecialPainterDescriptor descriptor;
+    std::unique_ptr<WindowPainter> painter;
+    bool refused = false;
+  };
+
   // The thread.
   void run();
   void obey();
   bool mayCompose() const;
   void waitForOrders(std::unique_lock<std::mutex>& lock);
   void compose(const Scene& scene);
+  bool paint(const Scene& scene);
+  bool give(WindowPainter* painter);
+  Special* suitable(const Scene& scene);
   void reportDueTick();
 
-  EglDriver& driver_;
-  std::unique_ptr<WindowSurface> surface_;
-  const EGLContext context_;
+  const NativeSurface surface_;
+  const std::unique_ptr<WindowPainter> general_;
   const std::shared_ptr<Orders> orders_ = std::make_shared<Orders>();
   const std::shared_ptr<RefreshReports> reports_ = std::make_shared<RefreshReports>();
   std::atomic<uint64_t> composedCount_{0};
+  std::atomic<uint64_t> speciallyPaintedCount_{0};
   /// Main thread.
   std::vector<std::shared_ptr<LayerContents>> observed_;
 
@@ -90,7 +102,9 @@ class EglCompositor final : public Compositor {
   Pacemaker pacemaker_;
   /// Host time less the clock that paces.
   const double hostTimeOffset_;
-  std::unique_ptr<ScenePainter> painter_;
+  std::vector<Special> specials_;
+  /// Who has the window; null while nobody has.
+  WindowPainter* painter_ = nullptr;
   bool lost_ = false;
   Time nextTick_;
   Time nextPicture_;
