@@ -6,6 +6,7 @@
 #include <ZELKit/ZELRenderView.h>
 #include <ZELPlatform/CoreMedia.h>
 #include <ZELPlatform/Foundation.h>
+#include <ZELPlatform/MTLDevice.h>
 #include <ZELPlatform/UIApplication.h>
 #include <ZELPlatform/UIWindow.h>
 #include <fcntl.h>
@@ -85,12 +86,14 @@ Row firstPictureRow(const std::string& measure, const std::string& frame, std::s
 }
 
 /// Fresh processes of this program, so that nothing is warm but what the system keeps.
-void measureFreshViews(const Settings& settings, const std::string& cacheNote, Report& report) {
-  std::cerr << "measuring the first picture, " << cacheNote << '\n';
+void measureFreshViews(const Settings& settings, bool metal, const std::string& cacheNote, Report& report) {
+  const std::string note = (metal ? "Metal, " : "OpenGL ES, ") + cacheNote;
+  std::cerr << "measuring the first picture, " << note << '\n';
   std::vector<double> fromView;
   std::vector<double> fromStart;
   for (size_t round = 0; round < settings.samples + 1; ++round) {
-    const auto child = runProgram({"/proc/self/exe", "--first-picture", std::to_string(monotonicNanoseconds())});
+    const auto child = runProgram({"/proc/self/exe", metal ? "--first-metal-picture" : "--first-picture",
+                                   std::to_string(monotonicNanoseconds())});
     double view = 0.0;
     double start = 0.0;
     if (!child || std::sscanf(child->output.c_str(), "%lf %lf", &view, &start) != 2) {
@@ -103,10 +106,15 @@ void measureFreshViews(const Settings& settings, const std::string& cacheNote, R
     fromStart.push_back(start);
   }
   const std::string frame = "BGRA, 1280×720 view";
-  report.add(firstPictureRow("view creation to readyForDisplay, " + cacheNote, frame,
-                             Report::timeCell(distributionOf(fromView))));
-  report.add(firstPictureRow("process start to readyForDisplay, " + cacheNote, frame,
-                             Report::timeCell(distributionOf(fromStart))));
+  report.add(
+      firstPictureRow("view creation to readyForDisplay, " + note, frame, Report::timeCell(distributionOf(fromView))));
+  report.add(
+      firstPictureRow("process start to readyForDisplay, " + note, frame, Report::timeCell(distributionOf(fromStart))));
+}
+
+void measureBackEnds(const Settings& settings, const std::string& cacheNote, Report& report) {
+  measureFreshViews(settings, false, cacheNote, report);
+  if (MTLUnavailableReason().empty()) measureFreshViews(settings, true, cacheNote, report);
 }
 
 /// A JPEG with enough grain to cost what a photograph costs.
@@ -161,17 +169,19 @@ void measureSnapshots(const Settings& settings, Report& report) {
 }  // namespace
 
 void measureFirstPictures(const Settings& settings, Report& report) {
+  // Before this process opens a GPU itself.
+  if (settings.wants("viewer snapshot") && !settings.viewer.empty()) measureSnapshots(settings, report);
   if (settings.wants("first picture")) {
-    measureFreshViews(settings, "warm shader cache", report);
+    measureBackEnds(settings, "warm shader cache", report);
     // The driver reads the variable in each child anew.
     setenv("MESA_SHADER_CACHE_DISABLE", "true", 1);
-    measureFreshViews(settings, "no shader cache", report);
+    measureBackEnds(settings, "no shader cache", report);
     unsetenv("MESA_SHADER_CACHE_DISABLE");
   }
-  if (settings.wants("viewer snapshot") && !settings.viewer.empty()) measureSnapshots(settings, report);
 }
 
-int runFirstPicture(long long startedAt) {
+int runFirstPicture(long long startedAt, bool metal) {
+  ZELRenderView::setMetalAllowed(metal);
   UIApplicationOptions options;
   options.displayDriver = "offscreen";
   options.offscreenSize = kWindowSize;
@@ -191,7 +201,7 @@ int runFirstPicture(long long startedAt) {
   const auto source = ZELDirectPixelBufferSource::create();
   const Stopwatch fromView;
   const auto view = ZELRenderView::create(bounds);
-  if (!window || !view) return 1;
+  if (!window || !view || view->usesMetal() != metal) return 1;
   view->setContentProjection(ZELProjection::equirectangular());
   view->setContentSource(source);
   source->updateWithPixelBuffer(frame, CMTimeMake(0, 1));

@@ -10,8 +10,9 @@ namespace ZELBench {
 /// Call it before anything large is allocated: a child's peak memory starts at its parent's.
 void measureFirstPictures(const Settings& settings, Report& report);
 
-/// What the fresh process does: shows one frame in a view, off screen, prints how long that took, and ends. `startedAt`
+/// What the fresh process does: shows one frame in a view, off screen, with one of the
+/// back ends, prints how long that took, and ends. `startedAt`
 /// is the moment of its start, in nanoseconds of the monotonic clock. Returns the exit status.
-int runFirstPicture(long long startedAt);
+int runFirstPicture(long long startedAt, bool metal);
 
 }  // namespace ZELBench

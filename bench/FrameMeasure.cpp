@@ -236,7 +236,7 @@ std::string measureFrames(const Settings& settings, Report& report) {
       if (!settings.wants(std::string(projectionName).append(" ").append(formatName))) continue;
       if (!stage) {
         std::string error;
-        stage = KitStage::create(kTargetSize, &error);
+        stage = KitStage::create(kTargetSize, false, &error);
         if (!stage) return error;
       }
       if (!frames) {

@@ -8,6 +8,7 @@
 #include <ZELPlatform/CoreMedia.h>
 #include <ZELPlatform/EAGL.h>
 #include <ZELPlatform/Foundation.h>
+#include <ZELPlatform/MTLDevice.h>
 #include <ZELPlatform/QuartzCore.h>
 #include <ZELPlatform/UIApplication.h>
 
@@ -36,16 +37,18 @@ class ContextProbe final : public ZELPixelBufferSource {
 
 }  // namespace
 
-std::unique_ptr<KitStage> KitStage::create(CGSize size, std::string* error) {
+std::unique_ptr<KitStage> KitStage::create(CGSize size, bool metal, std::string* error) {
   UIApplicationOptions options;
   options.displayDriver = "offscreen";
   options.offscreenSize = size;
   *error = UIApplication::start(options);
-  if (error->empty()) *error = EAGLContext::unavailableReason();
+  if (error->empty()) *error = metal ? MTLUnavailableReason() : EAGLContext::unavailableReason();
   if (!error->empty()) return nullptr;
 
   DisplayRefresh::shared().setStepped(true);
   std::unique_ptr<KitStage> stage(new KitStage);
+  stage->metal_ = metal;
+  ZELRenderView::setMetalAllowed(metal);
   const CGRect frame = CGRectMake(0, 0, size.width, size.height);
   stage->window_ = UIWindow::create(frame, error);
   stage->view_ = ZELRenderView::create(frame);
@@ -55,8 +58,8 @@ std::unique_ptr<KitStage> KitStage::create(CGSize size, std::string* error) {
   stage->window_->layoutIfNeeded();
   stage->controller_ = ZELFixedDirectionController::create();
   stage->view_->setController(stage->controller_);
-  if (!stage->findContext()) {
-    *error = "The view does not draw with OpenGL ES.";
+  if (stage->view_->usesMetal() != metal || (!metal && !stage->findContext())) {
+    *error = metal ? "The view does not draw with Metal." : "The view does not draw with OpenGL ES.";
     return nullptr;
   }
   stage->source_ = ZELDirectPixelBufferSource::create();
@@ -104,17 +107,25 @@ KitTimes KitStage::drawFrame(const CVPixelBufferRef& frame) {
   const Stopwatch mainThread;
   view_->displayAtSyncTime(syncTime);
   times.mainThread = mainThread.milliseconds();
-  withContext([] { glFinish(); });
+  waitForTheGpu();
   times.whole = whole.milliseconds();
   // Outside the time: what the frame left for the main queue.
   NSRunLoop::mainRunLoop().runPending();
   return times;
 }
 
+void KitStage::waitForTheGpu() const {
+  if (metal_) {
+    view_->renderView()->flushGPU();
+  } else {
+    withContext([] { glFinish(); });
+  }
+}
+
 double KitStage::refreshUnchanged() {
   const Stopwatch stopwatch;
   view_->displayAtSyncTime(CACurrentMediaTime());
-  ZELGLRenderView::_sharedRenderQueue()->sync([] {});
+  if (!metal_) ZELGLRenderView::_sharedRenderQueue()->sync([] {});
   return stopwatch.milliseconds();
 }
 

@@ -25,12 +25,12 @@ struct KitTimes {
   double mainThread = 0.0;
 };
 
-/// The kit as a host uses it, off screen: a window, a view that fills it, a direct source, a controller. The refreshes
-/// are called by hand. Main thread.
+/// The kit as a host uses it, off screen, with one of its back ends: a window, a view that fills it, a direct source, a
+/// controller. The refreshes are called by hand. Main thread.
 class KitStage {
  public:
   /// Null, with one sentence in `error`, when there is nothing to draw with. Starts the application off screen.
-  static std::unique_ptr<KitStage> create(CGSize size, std::string* error);
+  static std::unique_ptr<KitStage> create(CGSize size, bool metal, std::string* error);
   ~KitStage();
 
   void setProjection(const std::shared_ptr<ZELProjection>& projection);
@@ -44,15 +44,16 @@ class KitStage {
 
   /// Hands over the frame (null: leaves the last one), refreshes, and waits until the GPU has finished.
   ///
-  /// The kit's work ends on the render queue with a flush. To see it finished the caller takes that queue's next turn
-  /// and finishes the same context: nothing can overtake it, and the bare side ends with the same call on the same
-  /// context. What the turn and the making current cost is counted against the kit.
+  /// With OpenGL ES the kit's work ends on the render queue with a flush. To see it finished the caller takes that
+  /// queue's next turn and finishes the same context: nothing can overtake it, and the bare side ends with the same
+  /// call on the same context. With Metal the view is told to flush, which waits for an empty command buffer behind the
+  /// frame's. What either costs is counted against the kit.
   KitTimes drawFrame(const CVPixelBufferRef& frame);
 
   /// Refreshes with nothing new and waits until the render queue is idle; the GPU has nothing to finish.
   double refreshUnchanged();
 
-  /// Runs a task in the render queue's next turn with the kit's context current, and waits for it.
+  /// OpenGL ES only: runs a task in the render queue's next turn with the kit's context current, and waits for it.
   ///
   /// Straight through EGL: made current through its own service, the context would begin the next frame (it takes and
   /// clears an image of the layer), and the kit's time would hold that twice as dear as when drawing follows at once.
@@ -69,7 +70,9 @@ class KitStage {
  private:
   KitStage() = default;
   bool findContext();
+  void waitForTheGpu() const;
 
+  bool metal_ = false;
   std::shared_ptr<UIWindow> window_;
   std::shared_ptr<ZELRenderView> view_;
   std::shared_ptr<ZELDirectPixelBufferSource> source_;

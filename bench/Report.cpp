@@ -1,6 +1,7 @@
 #include "bench/Report.h"
 
 #include <ZELPlatform/EAGL.h>
+#include <ZELPlatform/MTLDevice.h>
 #include <sys/utsname.h>
 #include <unistd.h>
 
@@ -25,6 +26,11 @@ std::string fixed(double value, int digits) {
 std::string loadAverage() {
   double load = 0.0;
   return getloadavg(&load, 1) == 1 ? fixed(load, 2) : "unknown";
+}
+
+std::string explicitGpu() {
+  const std::shared_ptr<MTLDevice> device = MTLCreateSystemDefaultDevice();
+  return device ? device->name() + ", Vulkan" : MTLUnavailableReason();
 }
 
 std::string compilerName() {
@@ -80,8 +86,9 @@ void Report::addFault(const std::string& sentence) {
 }
 
 void Report::print(std::ostream& out) const {
-  out << "| Measure | Projection | Frame | Kit | Same work, bare | Kit / bare | Flat quad, bare | Kit / flat quad |\n"
-         "|---|---|---|--:|--:|---|--:|---|\n";
+  out << "| Measure | Projection | Frame | Kit | Same work, bare | Kit / bare | Flat quad, bare | Kit / flat quad "
+         "| OpenGL ES | Metal / OpenGL ES |\n"
+         "|---|---|---|--:|--:|---|--:|---|--:|---|\n";
   std::vector<Row> rows = rows_;
   // Cells are measured one after the other, all measures of each; the table reads better by measure.
   std::vector<std::string> order;
@@ -91,8 +98,9 @@ void Report::print(std::ostream& out) const {
   const auto rank = [&order](const Row& row) { return std::find(order.begin(), order.end(), row.measure); };
   std::stable_sort(rows.begin(), rows.end(), [&](const Row& a, const Row& b) { return rank(a) < rank(b); });
   for (const Row& row : rows) {
-    for (const std::string* cell : {&row.measure, &row.projection, &row.frame, &row.kit, &row.sameWork,
-                                    &row.sameWorkRatio, &row.flatQuad, &row.flatQuadRatio}) {
+    for (const std::string* cell :
+         {&row.measure, &row.projection, &row.frame, &row.kit, &row.sameWork, &row.sameWorkRatio, &row.flatQuad,
+          &row.flatQuadRatio, &row.openGL, &row.openGLRatio}) {
       out << "| " << (cell->empty() ? "-" : *cell) << ' ';
     }
     out << "|\n";
@@ -109,7 +117,7 @@ void printCircumstances(std::ostream& out, size_t samples) {
       static_cast<double>(sysconf(_SC_PHYS_PAGES)) * static_cast<double>(sysconf(_SC_PAGESIZE)) / 1e9;
   out << "- Machine: " << machine.machine << ", " << std::thread::hardware_concurrency() << " cores, "
       << fixed(gigabytes, 0) << " GB of memory, " << machine.sysname << "; load average at the start " << loadAverage()
-      << "\n- Renderer: " << EAGLContext::rendererDescription()
+      << "\n- Renderer: " << EAGLContext::rendererDescription() << "\n- Explicit GPU: " << explicitGpu()
       << "\n- LP_NUM_THREADS: " << (threads != nullptr ? threads : "not set (one thread per core)")
       << "\n- Compiler: " << compilerName() << ", build type " ZEL_BENCH_BUILD_TYPE
       << "\n- Samples per figure: " << samples << ", after warming up\n\n";

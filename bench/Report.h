@@ -18,6 +18,9 @@ struct Row {
   std::string sameWorkRatio;
   std::string flatQuad;
   std::string flatQuadRatio;
+  /// The other back end of the kit.
+  std::string openGL;
+  std::string openGLRatio;
 };
 
 /// Gathers the table, judges figures against their targets, and counts what came of it.

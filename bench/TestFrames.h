@@ -16,7 +16,10 @@ class FrameRing {
  public:
   FrameRing(uint32_t pixelFormat, size_t width, size_t height, size_t count);
 
-  const CVPixelBufferRef& next() { return frames_[position_++ % frames_.size()]; }
+  const CVPixelBufferRef& next() { return frames_[nextIndex()]; }
+  /// The same, by its place in the ring.
+  size_t nextIndex() { return position_++ % frames_.size(); }
+  const std::vector<CVPixelBufferRef>& all() const { return frames_; }
   uint32_t pixelFormat() const { return frames_.front()->pixelFormatType(); }
 
  private:

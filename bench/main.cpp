@@ -1,6 +1,7 @@
 #include "bench/ControllerMeasure.h"
 #include "bench/FirstPicture.h"
 #include "bench/FrameMeasure.h"
+#include "bench/MetalMeasure.h"
 #include "bench/Report.h"
 #include "bench/Settings.h"
 
@@ -26,9 +27,10 @@ int main(int argc, char** argv) {
   ZELBench::Settings settings;
   bool quick = false;
   long long firstPictureSince = -1;
+  long long firstMetalPictureSince = -1;
   settings.viewer = findViewer();
 
-  CLI::App app("Measures ZELKit against bare OpenGL ES code that does the same work, and prints one Markdown table.");
+  CLI::App app("Measures ZELKit against bare code that does the same work, and prints one Markdown table.");
   app.add_option("--samples", settings.samples, "Samples per figure")
       ->check(CLI::Range(2, 1000))
       ->capture_default_str();
@@ -38,12 +40,14 @@ int main(int argc, char** argv) {
                  "\"controller update\"");
   app.add_option("--viewer", settings.viewer, "The zelview program (default: the one of the same build)");
   app.add_option("--first-picture", firstPictureSince)->group("");
+  app.add_option("--first-metal-picture", firstMetalPictureSince)->group("");
   try {
     app.parse(argc, argv);
   } catch (const CLI::ParseError& error) {
     return app.exit(error) == 0 ? 0 : 2;
   }
-  if (firstPictureSince >= 0) return ZELBench::runFirstPicture(firstPictureSince);
+  if (firstPictureSince >= 0) return ZELBench::runFirstPicture(firstPictureSince, false);
+  if (firstMetalPictureSince >= 0) return ZELBench::runFirstPicture(firstMetalPictureSince, true);
   if (quick) settings.samples = 5;
 
   ZELBench::Report report;
@@ -54,6 +58,11 @@ int main(int argc, char** argv) {
     return 1;
   }
   ZELBench::measureControllers(settings, report);
+#ifdef ZEL_WITH_VULKAN
+  if (const std::string reason = ZELBench::measureMetal(settings, report); !reason.empty()) {
+    std::cerr << "Metal is not measured: " << reason << '\n';
+  }
+#endif
   if (report.isEmpty()) {
     std::cerr << "Nothing is measured under a name that contains \"" << settings.filter << "\".\n";
     return 2;

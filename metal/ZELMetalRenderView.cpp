@@ -57,22 +57,37 @@ bool ZELMetalRenderView::metalSupported() {
 
 bool ZELMetalRenderView::initWithFrame(CGRect frame) {
   if (!UIView::initWithFrame(frame)) return false;
-  device_ = MTLCreateSystemDefaultDevice();
-  if (!device_) return true;
-  renderer_ = ZELMetalRenderer::createWithMetalDevice(device_);
+  std::shared_ptr<MTLDevice> device = MTLCreateSystemDefaultDevice();
+  if (!device) return true;
   // The label is the other back end's: whoever looks for render queues finds those of both by one name.
   renderQueue_ = DispatchQueue::create("ZELGLRenderView");
-  commandQueue_ = device_->newCommandQueue();
-  textureCache_ = ZELMetalTextureCache::createWithMetalDevice(device_, renderQueue_, commandQueue_,
-                                                              ZELCNNSuperResolution::sharedSuperResolution());
-  needsClear_ = true;
+  makeGpuObjects(std::move(device));
   const std::shared_ptr<CAMetalLayer> layer = metalLayer();
-  layer->setDevice(device_);
   layer->setPixelFormat(MTLPixelFormatBGRA8Unorm);
   layer->setFramebufferOnly(true);
   layer->setOpaque(true);
   setOpaque(true);
   return true;
+}
+
+void ZELMetalRenderView::makeGpuObjects(std::shared_ptr<MTLDevice> device) {
+  device_ = std::move(device);
+  renderer_ = ZELMetalRenderer::createWithMetalDevice(device_);
+  commandQueue_ = device_->newCommandQueue();
+  textureCache_ = ZELMetalTextureCache::createWithMetalDevice(device_, renderQueue_, commandQueue_,
+                                                              ZELCNNSuperResolution::sharedSuperResolution());
+  needsClear_ = true;
+  metalLayer()->setDevice(device_);
+}
+
+void ZELMetalRenderView::followDevice() {
+  const std::shared_ptr<MTLDevice> device = MTLCreateSystemDefaultDevice();
+  if (!device || device == device_) return;
+  renderQueue_->sync([&] {
+    makeGpuObjects(device);
+    lastRenderState_ = nullptr;
+    textureCache_->wantFrame();
+  });
 }
 
 bool ZELMetalRenderView::canRender() const {
@@ -82,6 +97,8 @@ bool ZELMetalRenderView::canRender() const {
 void ZELMetalRenderView::renderWithPixelBufferSource(const std::shared_ptr<ZELPixelBufferSource>& source,
                                                      const std::shared_ptr<const ZELInternalRenderState>& state) {
   if (rendering_.load(std::memory_order_relaxed) || !canRender()) return;
+  followDevice();
+  if (!canRender()) return;
   rendering_.store(true, std::memory_order_relaxed);
   renderQueue_->sync([&] {
     renderFrame(source.get(), state);

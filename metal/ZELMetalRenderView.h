@@ -45,6 +45,9 @@ class ZELMetalRenderView final : public ZELInternalRenderView {
   std::shared_ptr<CALayer> createLayer() override;
 
  private:
+  void makeGpuObjects(std::shared_ptr<MTLDevice> device);
+  /// After the device was lost, takes the one that the service opens in its place.
+  void followDevice();
   void renderFrame(ZELPixelBufferSource* source, const std::shared_ptr<const ZELInternalRenderState>& state);
   void sizeDrawable(const ZELMetalTexture& texture, const ZELInternalRenderState& state);
   /// Draws, clears or leaves the layer's next drawable; false when it could not be done.

@@ -47,7 +47,7 @@ ZELMetalTextureCache::ZELMetalTextureCache(std::shared_ptr<MTLDevice> device,
 
 std::shared_ptr<ZELMetalTexture> ZELMetalTextureCache::textureFromPixelBufferSource(
     ZELPixelBufferSource* source, const ZELInternalRenderState& state) {
-  if (!processing_ && source && source->hasNewPixelBufferForTime(state.syncTime)) {
+  if (!processing_ && source && (source->hasNewPixelBufferForTime(state.syncTime) || wantsFrame_)) {
     if (const CVPixelBufferRef buffer = source->copyPixelBufferForTime(state.syncTime)) takeFrame(buffer, state);
   }
   if (currentTexture_) currentTexture_->setUpdated(updated_);
@@ -57,6 +57,7 @@ std::shared_ptr<ZELMetalTexture> ZELMetalTextureCache::textureFromPixelBufferSou
 
 void ZELMetalTextureCache::takeFrame(const CVPixelBufferRef& buffer, const ZELInternalRenderState& state) {
   processing_ = true;
+  wantsFrame_ = false;
   updateConfiguration(*buffer, state);
   if (!superResolver_ || !paysToEnlarge(*buffer, state)) {
     finish(processBufferSync(buffer));

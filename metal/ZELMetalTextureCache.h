@@ -32,6 +32,9 @@ class ZELMetalTextureCache : public std::enable_shared_from_this<ZELMetalTexture
   std::shared_ptr<ZELMetalTexture> textureFromPixelBufferSource(ZELPixelBufferSource* source,
                                                                 const ZELInternalRenderState& state);
 
+  /// Has the next request take the source's frame even if it is not new: for a cache that takes over from another one.
+  void wantFrame() { wantsFrame_ = true; }
+
   /// The texture that was handed out last, or null.
   const std::shared_ptr<ZELMetalTexture>& currentTexture() const { return currentTexture_; }
 
@@ -64,6 +67,7 @@ class ZELMetalTextureCache : public std::enable_shared_from_this<ZELMetalTexture
   std::shared_ptr<ZELMetalTexture> currentTexture_;
   /// A frame is being converted.
   bool processing_ = false;
+  bool wantsFrame_ = false;
   /// A frame was finished since the last request.
   bool updated_ = false;
   std::shared_ptr<const ZELSRConfiguration> srConfiguration_;

@@ -23,6 +23,13 @@ bool sameKey(const RenderPipelineKey& one, const RenderPipelineKey& other) {
 
 }  // namespace
 
+std::shared_ptr<Function> Function::on(Gpu& gpu) {
+  if (&gpu == gpu_.get()) return shared_from_this();
+  const std::lock_guard lock(siblingMutex_);
+  if (!sibling_ || &sibling_->gpu() != &gpu) sibling_ = std::make_shared<Function>(gpu.shared_from_this(), contents_);
+  return sibling_;
+}
+
 VkShaderModule Function::module() {
   const std::lock_guard lock(moduleMutex_);
   if (!module_) {

@@ -26,13 +26,17 @@ struct RenderPipelineKey {
 
 /// A shader module, and the pipelines that were made of it: the same parts give the same pipeline, for which the driver
 /// compiles once, however many views there are.
-class Function final : public MTLFunction {
+class Function final : public MTLFunction, public std::enable_shared_from_this<Function> {
  public:
   Function(std::shared_ptr<Gpu> gpu, LibraryFunction contents) : gpu_(std::move(gpu)), contents_(std::move(contents)) {}
 
   std::string name() const override { return contents_.name; }
   const ModuleTraits& traits() const { return contents_.traits; }
   Gpu& gpu() const { return *gpu_; }
+
+  /// The function for that GPU: itself, or one like it, made on first use, for another GPU than its library's. So a
+  /// library outlives a lost device.
+  std::shared_ptr<Function> on(Gpu& gpu);
 
   /// The module, made on first use; null when memory is short.
   VkShaderModule module();
@@ -53,6 +57,8 @@ class Function final : public MTLFunction {
 
   std::shared_ptr<Gpu> gpu_;
   LibraryFunction contents_;
+  std::mutex siblingMutex_;
+  std::shared_ptr<Function> sibling_;
   std::mutex moduleMutex_;
   ShaderModuleHandle module_;
   std::mutex mutex_;

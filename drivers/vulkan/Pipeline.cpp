@@ -44,8 +44,8 @@ std::optional<VertexInput> vertexInput(const MTLVertexDescriptor& vertices) {
   return input;
 }
 
-/// The function if it is of this GPU and stage and declares nothing that the layout has not.
-std::shared_ptr<Function> fitting(const Gpu& gpu, const std::shared_ptr<MTLFunction>& given, ShaderStage stage,
+/// The function for this GPU if it is of the stage and declares nothing that the layout has not.
+std::shared_ptr<Function> fitting(Gpu& gpu, const std::shared_ptr<MTLFunction>& given, ShaderStage stage,
                                   uint32_t allowed, std::string* error) {
   const auto refuse = [error](const std::string& why) {
     if (error) *error = why;
@@ -53,17 +53,16 @@ std::shared_ptr<Function> fitting(const Gpu& gpu, const std::shared_ptr<MTLFunct
   };
   auto function = std::dynamic_pointer_cast<Function>(given);
   if (!function) return refuse("A function of the pipeline is missing.");
-  if (&function->gpu() != &gpu) return refuse("The function " + function->name() + " is of another device.");
   if (function->traits().stage != stage) return refuse("The function " + function->name() + " is of another kind.");
   if ((function->traits().bindings & ~allowed) != 0) {
     return refuse("The function " + function->name() + " declares a binding that does not exist.");
   }
-  return function;
+  return function->on(gpu);
 }
 
 }  // namespace
 
-std::shared_ptr<Pipeline> Pipeline::createRender(const Gpu& gpu, const MTLRenderPipelineDescriptor& descriptor,
+std::shared_ptr<Pipeline> Pipeline::createRender(Gpu& gpu, const MTLRenderPipelineDescriptor& descriptor,
                                                  std::string* error) {
   const auto refuse = [error](const char* why) {
     if (error) *error = why;
@@ -86,7 +85,7 @@ std::shared_ptr<Pipeline> Pipeline::createRender(const Gpu& gpu, const MTLRender
   return pipeline ? pipeline : refuse("The driver does not take the pipeline.");
 }
 
-std::shared_ptr<Pipeline> Pipeline::createCompute(const Gpu& gpu, const std::shared_ptr<MTLFunction>& function,
+std::shared_ptr<Pipeline> Pipeline::createCompute(Gpu& gpu, const std::shared_ptr<MTLFunction>& function,
                                                   std::string* error) {
   const auto compute = fitting(gpu, function, ShaderStage::Compute, kComputeBindings, error);
   if (!compute) return nullptr;

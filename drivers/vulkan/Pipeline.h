@@ -14,9 +14,9 @@ namespace ZELPlatform::vulkan {
 class Pipeline {
  public:
   /// Null, with one sentence in `error`, when a function is missing or does not fit, or the driver refuses.
-  static std::shared_ptr<Pipeline> createRender(const Gpu& gpu, const MTLRenderPipelineDescriptor& descriptor,
+  static std::shared_ptr<Pipeline> createRender(Gpu& gpu, const MTLRenderPipelineDescriptor& descriptor,
                                                 std::string* error);
-  static std::shared_ptr<Pipeline> createCompute(const Gpu& gpu, const std::shared_ptr<MTLFunction>& function,
+  static std::shared_ptr<Pipeline> createCompute(Gpu& gpu, const std::shared_ptr<MTLFunction>& function,
                                                  std::string* error);
 
   VkPipeline handle() const { return handle_.get(); }

@@ -15,7 +15,7 @@ class ZELPLATFORM_EXPORT MTLFunction {
   virtual std::string name() const = 0;
 };
 
-/// The functions of one library file. Any thread.
+/// The functions of one library file. Any thread. They serve every device, also the one that follows a lost one.
 ///
 /// A function finds what it is given by number. In a vertex or fragment function the texture of index i is the sampler
 /// at binding i of set 0 (0 to 7), filtered linearly and clamped to the edge. In a compute function the texture of

@@ -260,7 +260,15 @@ void FakeMetal::reset() {
 }
 
 std::shared_ptr<MTLDevice> FakeMetal::createDevice() {
-  return fails("device") ? nullptr : std::make_shared<FakeDevice>();
+  if (fails("device")) return nullptr;
+  const std::lock_guard lock(mutex_);
+  if (!device_) device_ = std::make_shared<FakeDevice>();
+  return device_;
+}
+
+void FakeMetal::loseDevice() {
+  const std::lock_guard lock(mutex_);
+  device_ = nullptr;
 }
 
 void FakeMetal::fail(const std::string& call) {

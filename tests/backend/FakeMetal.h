@@ -22,8 +22,11 @@ class FakeMetal {
 
   void reset();
 
-  /// A device, or null when "device" fails. Installed as the process's default device before the tests begin.
+  /// The device, or null when "device" fails. Installed as the process's default device before the tests begin.
   std::shared_ptr<MTLDevice> createDevice();
+
+  /// Has another device take the place of the present one.
+  void loseDevice();
 
   /// Calls that fail: "device", "library", "function NAME", "pipeline NAME", "pipeline error NAME" (a pipeline and an
   /// error), "buffer", "queue", "texture cache", "texture" or "texture PLANE", "import" (a copy instead), "ring",
@@ -47,6 +50,7 @@ class FakeMetal {
 
  private:
   std::mutex mutex_;
+  std::shared_ptr<MTLDevice> device_;
   std::set<std::string> failing_;
   std::vector<std::string> lines_;
   bool held_ = false;

@@ -31,7 +31,7 @@ class Source final : public ZELPixelBufferSource {
     if (onAsk) onAsk();
     return frame != nullptr;
   }
-  CVPixelBufferRef copyPixelBufferForTime(double) override { return std::exchange(frame, nullptr); }
+  CVPixelBufferRef copyPixelBufferForTime(double) override { return frame ? std::exchange(frame, nullptr) : last; }
   void notifyDisplaySizeChanged(CGSize) override {}
 
   std::weak_ptr<CVPixelBuffer> push(CGSize size = kFrame) {
@@ -41,6 +41,8 @@ class Source final : public ZELPixelBufferSource {
   }
 
   CVPixelBufferRef frame;
+  /// What a request gets that was not preceded by news.
+  CVPixelBufferRef last;
   int asked = 0;
   std::function<void()> onAsk;
 };
@@ -236,6 +238,24 @@ TEST_F(MetalRenderView, WhatFailsIsDrawnAsSoonAsItCan) {
     EXPECT_NE(refresh().find("draw"), std::string::npos);
     EXPECT_EQ(refresh(), "nothing");
   }
+}
+
+TEST_F(MetalRenderView, DrawsOnWithTheDeviceThatFollowsALostOne) {
+  show();
+  EXPECT_EQ(refresh(), "nothing");
+  source_->last = CVPixelBuffer::create(60, 30, kCVPixelFormatType_32BGRA);
+  FakeMetal::shared().fail("device");
+  EXPECT_EQ(refresh(), "nothing") << "none yet";
+  FakeMetal::shared().mend("device");
+  FakeMetal::shared().loseDevice();
+  EXPECT_EQ(refresh(), "draw 80x40") << "the source's frame again, though it is not new";
+  EXPECT_EQ(view_->metalLayer()->device(), FakeMetal::shared().createDevice());
+  EXPECT_EQ(refresh(), "nothing");
+
+  FakeMetal::shared().fail("pipeline fs_rgb_flat");
+  FakeMetal::shared().loseDevice();
+  EXPECT_EQ(refresh(), "nothing");
+  EXPECT_FALSE(view_->canRender());
 }
 
 TEST_F(MetalRenderView, SaysWhatDraws) {
