@@ -48,7 +48,7 @@ std::string versionText() {
 
 std::string keysText() {
   std::ostringstream text;
-  text << "In the window:\n";
+  text << "Mouse and keys in the window:\n";
   for (const KeyHelp& help : kKeyHelp) text << "  " << std::left << std::setw(26) << help.keys << help.what << "\n";
   return text.str();
 }
@@ -58,7 +58,7 @@ void describeInteraction(CLI::App& app, RawOptions& raw) {
   const char* window = "In the window";
   app.add_option("--controller", raw.controller,
                  "What turns the camera: relative keeps the horizon level and adds the device's turns to yours, free "
-                 "follows the device whole, fixed looks along --yaw")
+                 "follows the device whole, fixed only looks along --yaw")
       ->type_name("NAME")
       ->check(CLI::IsMember({"relative", "free", "fixed"}))
       ->capture_default_str()

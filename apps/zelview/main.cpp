@@ -6,6 +6,7 @@
 #include <cstdio>
 #include <exception>
 #include <new>
+#include <optional>
 #include <string_view>
 
 #include "apps/zelview/ContactSheet.h"
@@ -68,7 +69,6 @@ void saveSnapshot(const Options& options, PictureContent& content) {
 }
 
 void showWindow(const Options& options, const std::shared_ptr<ViewerContent>& content, double startTime) {
-  const MotionInput motion(options);
   ViewerWindow::create(options, content, startTime)->run();
 }
 
@@ -126,6 +126,8 @@ void run(const Options& options, double startTime) {
   if (options.mode == Mode::Script) script = readScript(options.script.file);
   if (!options.picture.empty() && !isURL(options.picture)) checkReadable(options.picture);
   startDisplay(options);
+  std::optional<MotionInput> motion;
+  if (options.mode == Mode::Window) motion.emplace(options);
   if (options.mode == Mode::Script) checkPictureSize(options.size.value_or(kDefaultSize));
   bool isPicture = !isURL(options.picture);
   try {

@@ -1,7 +1,7 @@
 // The controllers as a host uses them: attached to a view whose window gets touches, fed by a made-up motion source,
 // and stepped by a clock that stands still in between.
 
-#include "kit/Allocations.h"
+#include "tests/Allocations.h"
 
 #include <ZELKit/ZEL360FreeMotionController.h>
 #include <ZELKit/ZEL360RelativeMotionController.h>

@@ -6,7 +6,7 @@
 #include <random>
 
 #include "apps/zelview/HelpOverlay.h"
-#include "tests/zelview/Allocations.h"
+#include "tests/Allocations.h"
 #include "tests/zelview/SteppedViewer.h"
 
 namespace zelview {

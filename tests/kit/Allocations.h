@@ -1,4 +1,0 @@
-#pragma once
-
-/// How often memory was allocated by `new` in this program so far. Any thread.
-long allocationCount();
