@@ -47,10 +47,10 @@ class CaptureMemory : public std::enable_shared_from_this<CaptureMemory> {
       const std::lock_guard lock(memory->mutex_);
       memory->busy_[buffer] = false;
     };
-    return CVPixelBuffer::createWithPlanarBytes(
-        kWidth, kHeight, kCVPixelFormatType_420YpCbCr8BiPlanarVideoRange,
-        {{{bytes(buffer), kWidth, kHeight, kWidth}, {bytes(buffer) + kWidth * kHeight, kWidth / 2, kHeight / 2, kWidth}}},
-        giveBack);
+    return CVPixelBuffer::createWithPlanarBytes(kWidth, kHeight, kCVPixelFormatType_420YpCbCr8BiPlanarVideoRange,
+                                                {{{bytes(buffer), kWidth, kHeight, kWidth},
+                                                  {bytes(buffer) + kWidth * kHeight, kWidth / 2, kHeight / 2, kWidth}}},
+                                                giveBack);
   }
 
  private:
