@@ -16,7 +16,7 @@ constexpr uint32_t code(std::string_view name) {
 
 /// No file needs more, and a damaged one cannot make the reader walk for ever.
 constexpr int kMostBoxes = 4096;
-constexpr size_t kMostXml = 64 * 1024;
+constexpr size_t kMostXml = size_t{64} * 1024;
 
 /// The type of the box with the XML description of version 1.
 constexpr std::array<uint8_t, 16> kSphericalUuid = {0xff, 0xcc, 0x82, 0x63, 0xf8, 0x55, 0x4a, 0x93,

@@ -34,7 +34,7 @@ class ViewerContent {
 
   /// Begins; `changed` is called on every change of what is above. `over` is the view that lies over the picture, for
   /// controls.
-  virtual void open(UIView& /*over*/, double /*scale*/, std::function<void()> /*changed*/) {}
+  virtual void open(UIView& /*over*/, double /*scale*/, const std::function<void()>& /*changed*/) {}
 
   /// The window shows its first picture; more calls do nothing.
   virtual void didAppear() {}

@@ -19,7 +19,7 @@ std::shared_ptr<ZELPixelBufferSource> VideoContent::sourceFor(ZELProjectionType)
   return source_;
 }
 
-void VideoContent::open(UIView& over, double scale, std::function<void()> changed) {
+void VideoContent::open(UIView& over, double scale, const std::function<void()>& changed) {
   // The bar lives no longer than this.
   bar_ = ProgressBar::create(
       scale, {[this](double place, bool isLooking) { seek(place, isLooking); }, [this] { playback_->togglePause(); }});
@@ -28,7 +28,7 @@ void VideoContent::open(UIView& over, double scale, std::function<void()> change
     bar_->layOut(over.bounds().size);
     over.addSubview(bar_);
   }
-  playback_->open(std::move(changed));
+  playback_->open(changed);
 }
 
 void VideoContent::didAppear() {

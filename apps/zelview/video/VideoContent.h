@@ -24,7 +24,7 @@ class VideoContent final : public ViewerContent {
   ZELProjectionType projection() const override { return playback_->projection(); }
   std::shared_ptr<ZELPixelBufferSource> sourceFor(ZELProjectionType projection) override;
 
-  void open(UIView& over, double scale, std::function<void()> changed) override;
+  void open(UIView& over, double scale, const std::function<void()>& changed) override;
   void didAppear() override;
   void close() override;
   void layOut(CGSize size) override;
