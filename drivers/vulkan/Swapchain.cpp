@@ -61,7 +61,7 @@ VkPresentModeKHR Swapchain::choosePresentMode() const {
   vk.vkGetPhysicalDeviceSurfacePresentModesKHR(gpu_->physicalDevice(), surface_, &count, nullptr);
   std::vector<VkPresentModeKHR> modes(count);
   vk.vkGetPhysicalDeviceSurfacePresentModesKHR(gpu_->physicalDevice(), surface_, &count, modes.data());
-  const VkPresentModeKHR wished = window_.wishedPresentMode();
+  const VkPresentModeKHR wished = window_.wishedPresentMode(gpu_->capabilities().software);
   const bool found = std::find(modes.begin(), modes.end(), wished) != modes.end();
   return found ? wished : VK_PRESENT_MODE_FIFO_KHR;
 }

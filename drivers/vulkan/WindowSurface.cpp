@@ -30,7 +30,10 @@ class X11WindowSurface final : public WindowSurface {
   }
 
   bool isLost() override { return native_.isDestroyed(); }
-  VkPresentModeKHR wishedPresentMode() const override { return VK_PRESENT_MODE_FIFO_KHR; }
+  // Software has no vertical sync to keep: there, the way in the display's order is only one more thread and a delay.
+  VkPresentModeKHR wishedPresentMode(bool software) const override {
+    return software ? VK_PRESENT_MODE_IMMEDIATE_KHR : VK_PRESENT_MODE_FIFO_KHR;
+  }
   bool exists() const { return native_.visual() != 0; }
 
  private:
@@ -56,7 +59,7 @@ class WaylandWindowSurface final : public WindowSurface {
 
   bool isLost() override { return false; }
   // One picture after the other would wait without end while the window is hidden.
-  VkPresentModeKHR wishedPresentMode() const override { return VK_PRESENT_MODE_MAILBOX_KHR; }
+  VkPresentModeKHR wishedPresentMode(bool /*software*/) const override { return VK_PRESENT_MODE_MAILBOX_KHR; }
 
  private:
   NativeSurface native_;

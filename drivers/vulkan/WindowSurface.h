@@ -20,8 +20,8 @@ class WindowSurface {
   /// Whether the window was destroyed under us, as far as the window system has said.
   virtual bool isLost() = 0;
 
-  /// How pictures are shown, if the driver can: else in the display's order, each once.
-  virtual VkPresentModeKHR wishedPresentMode() const = 0;
+  /// How pictures are shown, if the driver can: else in the display's order, each once. `software`: a processor draws.
+  virtual VkPresentModeKHR wishedPresentMode(bool software) const = 0;
 
   WindowSurface(const WindowSurface&) = delete;
   WindowSurface& operator=(const WindowSurface&) = delete;
