@@ -32,7 +32,7 @@ std::shared_ptr<ZELCNNSuperResolver> ZELCNNSuperResolver::createWithDevice(
   const std::shared_ptr<const ZELNetworkModel> model = cachedModelForURL(framework, modelURL);
   if (!model) return nullptr;
 
-  const std::shared_ptr<ZELCNNSuperResolver> resolver(new ZELCNNSuperResolver);
+  std::shared_ptr<ZELCNNSuperResolver> resolver(new ZELCNNSuperResolver);
   resolver->cnn_ = framework.createNetwork(device, library, commandQueue, static_cast<int64_t>(frameWidth),
                                            static_cast<int64_t>(frameHeight), kBackgroundTolerance, model);
   const auto factor = static_cast<size_t>(model->rescaleFactor());
