@@ -2,10 +2,14 @@
 
 #include <algorithm>
 #include <bit>
+#include <cstddef>
 #include <cstdint>
 
 namespace zelview {
 namespace {
+
+/// In bytes.
+constexpr size_t kLongestQuote = 40;
 
 /// How many bytes the printable character at the text's beginning has; 0 when there is none.
 size_t lengthOfPrintable(std::string_view text) {
@@ -27,8 +31,8 @@ size_t lengthOfPrintable(std::string_view text) {
 
 }  // namespace
 
-std::string plainText(std::string_view text, size_t longest) {
-  text = text.substr(0, longest);
+std::string plainText(std::string_view text) {
+  text = text.substr(0, kLongestQuote);
   std::string plain;
   while (!text.empty()) {
     const size_t length = lengthOfPrintable(text);

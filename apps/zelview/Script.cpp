@@ -80,8 +80,8 @@ class Words {
   }
 
   void expectEnd() const {
-    if (!rest_.empty())
-      throw BadLine(quotedText(rest_.substr(0, rest_.find_first_of(kBlanks))) + " is one word too many");
+    const std::string_view word = rest_.substr(0, rest_.find_first_of(kBlanks));
+    if (!word.empty()) throw BadLine(quotedText(word) + " is one word too many");
   }
 
  private:

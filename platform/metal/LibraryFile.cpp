@@ -104,8 +104,8 @@ std::optional<LibraryFunction> functionAt(std::span<const uint8_t> bytes, size_t
   const size_t place = numberAt(bytes, entry + kNameBytes + 4);
   const size_t length = numberAt(bytes, entry + kNameBytes + 8);
   const size_t end = bytes.size() - kChecksumBytes;
-  if (function.name.empty() || function.name.size() == kNameBytes || place != codeBegin || place > end ||
-      length > end - place || length % 4 != 0) {
+  if (function.name.empty() || function.name.size() == kNameBytes || place != codeBegin || length > end - place ||
+      length % 4 != 0) {
     return std::nullopt;
   }
   function.code = wordsAt(bytes, place, length);
