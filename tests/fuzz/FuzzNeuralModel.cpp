@@ -60,7 +60,8 @@ extern "C" size_t LLVMFuzzerMutate(uint8_t* data, size_t size, size_t maximum);
 
 extern "C" size_t LLVMFuzzerCustomMutator(uint8_t* data, size_t size, size_t maximum, unsigned seed) {
   // Most of a model is numbers of which each is as good as another: most changes go to what stands before them.
-  constexpr size_t kHead = kBodyAt + 12 + 3 * 16;
+  // Three numbers, and four for each of three layers.
+  constexpr size_t kHead = kBodyAt + 60;
   if (seed % 4 != 0 && size > kHead) {
     // Within its length, so that the rest stays where it is.
     LLVMFuzzerMutate(data, kHead, kHead);
