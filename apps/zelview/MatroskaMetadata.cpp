@@ -1,5 +1,6 @@
 #include <algorithm>
 #include <bit>
+#include <cmath>
 
 #include "apps/zelview/ByteReading.h"
 #include "apps/zelview/SphericalMetadata.h"
@@ -96,10 +97,12 @@ class MatroskaReader {
     return readBigEndian(bytes_, element.content, 0, std::min<uint64_t>(element.content.size(), 8)).value_or(0);
   }
 
+  /// Zero for what is not a finite number.
   double real(const Element& element) {
-    if (element.content.size() == 4) return std::bit_cast<float>(static_cast<uint32_t>(number(element)));
-    if (element.content.size() == 8) return std::bit_cast<double>(number(element));
-    return 0.0;
+    double value = 0.0;
+    if (element.content.size() == 4) value = std::bit_cast<float>(static_cast<uint32_t>(number(element)));
+    if (element.content.size() == 8) value = std::bit_cast<double>(number(element));
+    return std::isfinite(value) ? value : 0.0;
   }
 
   std::optional<SphericalMetadata> readTrack(ByteRange track) {

@@ -4,6 +4,7 @@
 
 #include <array>
 #include <cmath>
+#include <exception>
 
 namespace zelview {
 namespace {
@@ -48,8 +49,9 @@ PanoramaMetadata readPanoramaMetadata(const std::string& path) {
     const Exiv2::XmpData& data = image->xmpData();
     metadata.projectionType = property(data, "ProjectionType").value_or("");
     metadata.crop = readCrop(data);
-  } catch (const Exiv2::Error&) {
-    // A kind of file that carries no such metadata, or a broken packet: the decoder says what is wrong with the file.
+  } catch (const std::exception&) {
+    // A kind of file that carries no such metadata, or a broken one, of which the library's complaints are of many
+    // classes: the decoder says what is wrong with the file.
     return {};
   }
   return metadata;

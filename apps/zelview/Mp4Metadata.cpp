@@ -3,6 +3,7 @@
 #include <string_view>
 
 #include "apps/zelview/ByteReading.h"
+#include "apps/zelview/PlainText.h"
 #include "apps/zelview/SphericalMetadata.h"
 
 namespace zelview {
@@ -184,7 +185,7 @@ class Mp4Reader {
     if (element(xml, "Spherical") != "true") return std::nullopt;
     SphericalMetadata metadata;
     metadata.origin = "the XML of its uuid box";
-    metadata.name = element(xml, "ProjectionType").substr(0, 40);
+    metadata.name = plainText(element(xml, "ProjectionType"));
     if (metadata.name == "equirectangular") metadata.projection = SphericalMetadata::Projection::Equirectangular;
     const std::string stereo = element(xml, "StereoMode");
     if (stereo == "top-bottom") {

@@ -3,15 +3,12 @@
 #include <sys/stat.h>
 #include <unistd.h>
 
-#include <algorithm>
 #include <cerrno>
-#include <cmath>
 #include <cstdio>
 #include <cstring>
 #include <filesystem>
-#include <new>
-#include <vector>
 
+#include "apps/zelview/CropPlacement.h"
 #include "apps/zelview/Panorama.h"
 #include "apps/zelview/ProjectionChoice.h"
 #include "apps/zelview/ViewerError.h"
@@ -19,21 +16,10 @@
 namespace zelview {
 namespace {
 
-/// A canvas of this many pixels takes 256 MiB.
-constexpr double kLargestCanvas = 64.0 * 1024 * 1024;
-
 std::string sizeText(size_t width, size_t height) { return std::to_string(width) + "x" + std::to_string(height); }
 
 ViewerError unreadable(const std::string& path, const std::string& reason) {
   return ViewerError("The file \"" + path + "\" cannot be read: " + reason + ".");
-}
-
-/// The longer side at which to decode a cropped panorama so that the whole sphere's picture is within the limits.
-size_t decodeLimitFor(const PanoramaCrop& crop, size_t maximumSide) {
-  const double side = static_cast<double>(maximumSide) / std::max(crop.fullWidth, crop.fullHeight);
-  const double area = std::sqrt(kLargestCanvas / (crop.fullWidth * crop.fullHeight));
-  const double limit = std::max(crop.width, crop.height) * std::min({side, area, 1.0});
-  return std::min(maximumSide, std::max<size_t>(1, static_cast<size_t>(limit)));
 }
 
 }  // namespace
@@ -158,31 +144,6 @@ std::shared_ptr<ZELDirectPixelBufferSource> makeSource(const std::shared_ptr<CGI
                                      image->bytesPerRow(), [image] {}, {.openGLESCompatibility = true}),
       CMTimeMake(0, 1));
   return source;
-}
-
-std::shared_ptr<CGImage> placeCrop(const CGImage& image, const PanoramaCrop& crop, size_t maximumSide) {
-  const double scaleX = static_cast<double>(image.width()) / crop.width;
-  const double scaleY = static_cast<double>(image.height()) / crop.height;
-  const double width = std::max(std::round(crop.fullWidth * scaleX), static_cast<double>(image.width()));
-  const double height = std::max(std::round(crop.fullHeight * scaleY), static_cast<double>(image.height()));
-  const auto limit = static_cast<double>(maximumSide);
-  if (width > limit || height > limit || width * height > kLargestCanvas * 1.01) return nullptr;
-
-  const auto columns = static_cast<size_t>(width);
-  const auto rows = static_cast<size_t>(height);
-  const size_t left = std::min(static_cast<size_t>(std::round(crop.left * scaleX)), columns - image.width());
-  const size_t top = std::min(static_cast<size_t>(std::round(crop.top * scaleY)), rows - image.height());
-  std::vector<uint8_t> bytes;
-  try {
-    bytes.resize(columns * rows * 4);
-  } catch (const std::bad_alloc&) {
-    return nullptr;
-  }
-  for (size_t row = 0; row < image.height(); ++row) {
-    std::memcpy(&bytes[((top + row) * columns + left) * 4], image.bytes() + row * image.bytesPerRow(),
-                image.width() * 4);
-  }
-  return CGImage::create(columns, rows, columns * 4, CGImageAlphaInfo::NoneSkipLast, std::move(bytes));
 }
 
 }  // namespace zelview

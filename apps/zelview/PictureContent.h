@@ -65,8 +65,4 @@ std::shared_ptr<ZELProjection> makeProjection(ZELProjectionType type, int64_t gr
 /// A source that holds the image, without a copy of its bytes.
 std::shared_ptr<ZELDirectPixelBufferSource> makeSource(const std::shared_ptr<CGImage>& image);
 
-/// The whole sphere's picture with the image where the crop says, black around it, no side above `maximumSide`. Null
-/// when memory does not allow it.
-std::shared_ptr<CGImage> placeCrop(const CGImage& image, const PanoramaCrop& crop, size_t maximumSide);
-
 }  // namespace zelview

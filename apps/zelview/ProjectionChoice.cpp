@@ -2,6 +2,8 @@
 
 #include <cmath>
 
+#include "apps/zelview/PlainText.h"
+
 namespace zelview {
 
 ProjectionChoice chooseProjection(const PanoramaMetadata& metadata, size_t width, size_t height) {
@@ -13,7 +15,7 @@ ProjectionChoice chooseProjection(const PanoramaMetadata& metadata, size_t width
   const double shape = height == 0 ? 0.0 : static_cast<double>(width) / static_cast<double>(height);
   const std::string metadataPart = metadata.projectionType.empty()
                                        ? "no GPano metadata"
-                                       : "GPano projection '" + metadata.projectionType + "' is not known";
+                                       : "GPano projection '" + plainText(metadata.projectionType) + "' is not known";
   if (std::abs(shape / 2.0 - 1.0) <= kTolerance) {
     return {ZELProjectionTypeEquirectangular, metadataPart + ", and " + size + " is 2:1"};
   }

@@ -4,8 +4,6 @@
 #include <array>
 #include <charconv>
 #include <cmath>
-#include <filesystem>
-#include <fstream>
 #include <limits>
 #include <optional>
 #include <sstream>
@@ -13,6 +11,8 @@
 #include <system_error>
 #include <utility>
 
+#include "apps/zelview/PlainText.h"
+#include "apps/zelview/TextFile.h"
 #include "apps/zelview/ViewerError.h"
 
 namespace zelview {
@@ -25,8 +25,6 @@ constexpr double kLatestTime = 86400.0;
 constexpr double kFarthestPoint = 1e6;
 constexpr double kMostSteps = 1e4;
 constexpr double kLargestFactor = 1e3;
-constexpr size_t kLargestFile = size_t{16} << 20;
-constexpr size_t kLongestQuote = 40;
 constexpr std::string_view kBlanks = " \t\r\v\f";
 constexpr std::string_view kShift = "Shift+";
 
@@ -40,14 +38,6 @@ class BadLine : public std::runtime_error {
  public:
   using std::runtime_error::runtime_error;
 };
-
-/// A word of the script for a message: not too long, and nothing in it that a terminal would obey.
-std::string quoted(std::string_view word) {
-  std::string text(word.substr(0, kLongestQuote));
-  const auto isControl = [](char c) { return static_cast<unsigned char>(c) < 0x20 || c == 0x7f; };
-  std::replace_if(text.begin(), text.end(), isControl, '?');
-  return "\"" + text + (word.size() > kLongestQuote ? "…\"" : "\"");
-}
 
 std::string plain(double number) {
   std::ostringstream text;
@@ -75,11 +65,11 @@ class Words {
     double number = 0.0;
     const auto [end, failure] = std::from_chars(word.data(), word.data() + word.size(), number);
     if (failure != std::errc() || end != word.data() + word.size() || !std::isfinite(number)) {
-      throw BadLine(std::string("the ") + what + " is a finite number, not " + quoted(word));
+      throw BadLine(std::string("the ") + what + " is a finite number, not " + quotedText(word));
     }
     if (number < smallest || number > largest) {
       throw BadLine(std::string("the ") + what + " lies between " + plain(smallest) + " and " + plain(largest) +
-                    ", unlike " + quoted(word));
+                    ", unlike " + quotedText(word));
     }
     return number;
   }
@@ -90,7 +80,8 @@ class Words {
   }
 
   void expectEnd() const {
-    if (!rest_.empty()) throw BadLine(quoted(rest_.substr(0, rest_.find_first_of(kBlanks))) + " is one word too many");
+    const std::string_view word = rest_.substr(0, rest_.find_first_of(kBlanks));
+    if (!word.empty()) throw BadLine(quotedText(word) + " is one word too many");
   }
 
  private:
@@ -119,7 +110,7 @@ ScriptedAction takeKey(Words& words) {
   if (key.shift) name.remove_prefix(kShift.size());
   const bool isCharacter = name.size() == 1 && name[0] > ' ' && name[0] <= '~' && (name[0] < 'A' || name[0] > 'Z');
   if (!isCharacter && std::find(kNamedKeys.begin(), kNamedKeys.end(), name) == kNamedKeys.end()) {
-    throw BadLine("there is no key " + quoted(word) + " (but such as a, ?, Left, F11 and Shift+r)");
+    throw BadLine("there is no key " + quotedText(word) + " (but such as a, ?, Left, F11 and Shift+r)");
   }
   key.name = name;
   return key;
@@ -143,7 +134,7 @@ ScriptedAction takeMotion(Words& words) {
 ScriptedAction takeOrientation(Words& words) {
   const std::string_view word = words.take("orientation");
   if (word.size() != 1 || word[0] < '1' || word[0] > '4') {
-    throw BadLine("the orientation is 1, 2, 3 or 4, not " + quoted(word));
+    throw BadLine("the orientation is 1, 2, 3 or 4, not " + quotedText(word));
   }
   return static_cast<UIInterfaceOrientation>(word[0] - '0');
 }
@@ -196,7 +187,7 @@ class ScriptReader {
     }
     const auto isNamed = [name](const CommandDescription& command) { return command.name == name; };
     const auto found = std::find_if(kCommands.begin(), kCommands.end(), isNamed);
-    if (found == kCommands.end()) throw BadLine("there is no command " + quoted(name));
+    if (found == kCommands.end()) throw BadLine("there is no command " + quotedText(name));
     script_.events.push_back({time, found->takeAction(words)});
   }
 
@@ -204,10 +195,6 @@ class ScriptReader {
   double latest_ = 0.0;
   std::optional<double> end_;
 };
-
-[[noreturn]] void refuse(const std::string& path, const std::string& reason) {
-  throw ViewerError("The script \"" + path + "\" cannot be read: " + reason + ".");
-}
 
 }  // namespace
 
@@ -245,17 +232,6 @@ Script parseScript(std::string_view text, const std::string& name) {
   return std::move(*script);
 }
 
-Script readScript(const std::string& path) {
-  std::error_code failure;
-  if (std::filesystem::is_directory(path, failure)) refuse(path, "it is a directory");
-  std::ifstream file(path, std::ios::binary);
-  if (!file) refuse(path, std::filesystem::exists(path, failure) ? "it may not be opened" : "it does not exist");
-  std::string text(kLargestFile + 1, '\0');
-  file.read(text.data(), static_cast<std::streamsize>(text.size()));
-  if (file.bad()) refuse(path, "its end was not reached");
-  text.resize(static_cast<size_t>(file.gcount()));
-  if (text.size() > kLargestFile) refuse(path, "it is larger than 16 MiB");
-  return parseScript(text, path);
-}
+Script readScript(const std::string& path) { return parseScript(readTextFile(path, "script"), path); }
 
 }  // namespace zelview

@@ -27,19 +27,20 @@ struct SphericalMetadata {
   Projection projection = Projection::Other;
   /// Where it was found, as a phrase: "its sv3d box".
   std::string origin;
-  /// The projection's name as it is written, for `Other`.
+  /// The projection's name as it is written, for `Other`; short, and nothing but printable characters.
   std::string name;
   Stereo stereo = Stereo::Mono;
   /// How the faces of a cube lie: 0 is the only layout that is described.
   uint32_t cubemapLayout = 0;
   /// Whether the frame holds only a part of the sphere.
   bool isCropped = false;
-  /// Degrees by which the sphere is turned.
+  /// Degrees by which the sphere is turned; finite.
   double yaw = 0.0;
   double pitch = 0.0;
   double roll = 0.0;
 
   bool isTurned() const { return yaw != 0.0 || pitch != 0.0 || roll != 0.0; }
+  bool operator==(const SphericalMetadata&) const = default;
 };
 
 /// Reads what an MP4 or Matroska file says; nothing when it says nothing, is of another kind, or is damaged before that

@@ -1,79 +1,21 @@
 #include "platform/coregraphics/FilePieces.h"
-#include "platform/coremotion/Attitude.h"
+#include "platform/coremotion/RecordingText.h"
 
 #include <ZELPlatform/CMMotionManager.h>
 
-#include <algorithm>
 #include <array>
 #include <bit>
-#include <charconv>
-#include <cmath>
 #include <cstdint>
 #include <cstdio>
-#include <string_view>
-#include <system_error>
+#include <string>
 #include <utility>
 #include <vector>
 
 namespace ZELPlatform {
 namespace {
 
-constexpr size_t kNumbersPerLine = 5;
-
 /// Host time counts whole nanoseconds: half of one is what differences of its doubles may be off.
 constexpr double kHalfNanosecond = 0.5e-9;
-
-constexpr std::string_view kBlanks = " \t\r\v\f";
-
-bool isUsable(const CMDeviceMotion& motion) {
-  return std::isfinite(motion.timestamp) && normalized(motion.attitude).has_value();
-}
-
-/// Takes the next word off the line; empty at its end.
-std::string_view takeWord(std::string_view* line) {
-  line->remove_prefix(std::min(line->find_first_not_of(kBlanks), line->size()));
-  const std::string_view word = line->substr(0, line->find_first_of(kBlanks));
-  line->remove_prefix(word.size());
-  return word;
-}
-
-std::string quoted(std::string_view word) { return "\"" + std::string(word.substr(0, 40)) + "\""; }
-
-/// Reads samples line by line.
-class SampleReader {
- public:
-  std::vector<CMDeviceMotion>& samples() { return samples_; }
-
-  /// Returns an empty string, or why the line is bad.
-  std::string readLine(std::string_view line) {
-    line = line.substr(0, line.find('#'));
-    std::array<double, kNumbersPerLine> numbers{};
-    size_t count = 0;
-    for (std::string_view word = takeWord(&line); !word.empty(); word = takeWord(&line)) {
-      if (count == numbers.size()) return "there is more than SECONDS X Y Z W";
-      double& number = numbers[count++];
-      const auto [end, failure] = std::from_chars(word.data(), word.data() + word.size(), number);
-      if (failure != std::errc() || end != word.data() + word.size() || !std::isfinite(number)) {
-        return quoted(word) + " is not a finite number";
-      }
-    }
-    if (count == 0) return {};
-    if (count < numbers.size()) return "there is less than SECONDS X Y Z W";
-    return add({{numbers[1], numbers[2], numbers[3], numbers[4]}, numbers[0]});
-  }
-
- private:
-  std::string add(const CMDeviceMotion& sample) {
-    if (!isUsable(sample)) return "the rotation is zero";
-    if (!samples_.empty() && sample.timestamp < samples_.back().timestamp) {
-      return "the time is before that of the sample above";
-    }
-    samples_.push_back(sample);
-    return {};
-  }
-
-  std::vector<CMDeviceMotion> samples_;
-};
 
 class ReplaySource final : public CMMotionSource {
  public:
@@ -137,18 +79,10 @@ class RecordingSource final : public CMMotionSource {
             std::bit_cast<Bits>(sample.attitude) != std::bit_cast<Bits>(written_->attitude));
   }
 
-  /// In the shortest form that reads back as the same double.
   void write(const CMDeviceMotion& sample) {
     constexpr size_t kBlock = 65536;
     written_ = sample;
-    const CMQuaternion& q = sample.attitude;
-    for (const double number : {sample.timestamp, q.x, q.y, q.z, q.w}) {
-      std::array<char, 32> digits{};
-      const auto [end, failure] = std::to_chars(digits.data(), digits.data() + digits.size(), number);
-      pending_.append(digits.data(), end);
-      pending_ += ' ';
-    }
-    pending_.back() = '\n';
+    appendSample(&pending_, sample);
     if (pending_.size() >= kBlock) {
       if (failure_.empty()) failure_ = file_->write(pending_.data(), pending_.size());
       pending_.clear();
@@ -163,38 +97,21 @@ class RecordingSource final : public CMMotionSource {
   std::optional<CMDeviceMotion> written_;
 };
 
-/// Cuts what is read into lines; returns the first bad one's sentence, or why the file cannot be read.
-std::string readSamples(const std::string& path, SampleReader* reader) {
-  constexpr size_t kLongestLine = 4096;
-  std::string rest;
-  std::string bad;
-  size_t lineNumber = 0;
-  const auto takeLine = [&](std::string_view line) {
-    ++lineNumber;
-    const std::string why = line.size() > kLongestLine ? "the line is too long" : reader->readLine(line);
-    if (!why.empty()) bad = path + ":" + std::to_string(lineNumber) + ": " + why + ".";
-    return bad.empty();
-  };
-  const std::string reason = readPieces(path, [&](const uint8_t* bytes, size_t count) {
-    rest.append(reinterpret_cast<const char*>(bytes), count);
-    size_t start = 0;
-    for (size_t end = rest.find('\n'); end != std::string::npos; end = rest.find('\n', start)) {
-      if (!takeLine(std::string_view(rest).substr(start, end - start))) return false;
-      start = end + 1;
-    }
-    rest.erase(0, start);
-    return rest.size() <= kLongestLine || takeLine(rest);
+/// Returns the first bad line's sentence, or why the file cannot be read.
+std::string readSamples(const std::string& path, RecordingReader* reader) {
+  const std::string reason = readPieces(path, [reader](const uint8_t* bytes, size_t count) {
+    return reader->feed({reinterpret_cast<const char*>(bytes), count});
   });
   if (!reason.empty()) return "The recording \"" + path + "\" cannot be read: " + reason + ".";
-  if (bad.empty() && !rest.empty()) takeLine(rest);
-  return bad;
+  reader->finish();
+  return reader->complaint().empty() ? std::string() : path + reader->complaint();
 }
 
 }  // namespace
 }  // namespace ZELPlatform
 
 std::shared_ptr<CMMotionSource> CMMotionSource::replay(const std::string& path, std::string* error) {
-  ZELPlatform::SampleReader reader;
+  ZELPlatform::RecordingReader reader;
   std::string sentence = ZELPlatform::readSamples(path, &reader);
   if (sentence.empty() && reader.samples().empty()) {
     sentence = "The recording \"" + path + "\" holds no sample.";

@@ -96,14 +96,16 @@ bool noteInstruction(uint32_t opcode, std::span<const uint32_t> operands, Module
   return true;
 }
 
-std::optional<LibraryFunction> functionAt(std::span<const uint8_t> bytes, size_t entry, size_t firstCode) {
+/// The function of an entry, whose code has to begin there.
+std::optional<LibraryFunction> functionAt(std::span<const uint8_t> bytes, size_t entry, size_t codeBegin) {
   LibraryFunction function;
   function.name = nameAt(bytes, entry);
   const uint32_t stage = numberAt(bytes, entry + kNameBytes);
   const size_t place = numberAt(bytes, entry + kNameBytes + 4);
   const size_t length = numberAt(bytes, entry + kNameBytes + 8);
   const size_t end = bytes.size() - kChecksumBytes;
-  if (function.name.empty() || place < firstCode || place > end || length > end - place || length % 4 != 0) {
+  if (function.name.empty() || function.name.size() == kNameBytes || place != codeBegin || length > end - place ||
+      length % 4 != 0) {
     return std::nullopt;
   }
   function.code = wordsAt(bytes, place, length);
@@ -130,7 +132,9 @@ std::optional<ModuleTraits> describeModule(std::span<const uint32_t> code) {
     if (!noteInstruction(code[at] & 0xFFFFU, operands, &traits, &entryPoints)) return std::nullopt;
     at += length;
   }
-  return entryPoints == 1 ? std::optional(traits) : std::nullopt;
+  const auto [width, height, depth] = traits.groupSize;
+  const bool hasSize = traits.stage != ShaderStage::Compute || (width > 0 && height > 0 && depth > 0);
+  return entryPoints == 1 && hasSize ? std::optional(traits) : std::nullopt;
 }
 
 std::vector<uint8_t> encodeLibrary(const std::vector<LibraryFunction>& functions) {
@@ -171,9 +175,12 @@ std::optional<std::vector<LibraryFunction>> decodeLibrary(std::span<const uint8_
   const size_t count = numberAt(bytes, kMagic.size() + 4);
   if (count > (end - kHeaderBytes) / kEntryBytes) return refuse("The library has fewer functions than it says.");
   std::vector<LibraryFunction> functions;
+  // Code that several functions shared could take far more memory than the file.
+  size_t codeBegin = kHeaderBytes + count * kEntryBytes;
   for (size_t i = 0; i < count; ++i) {
-    auto function = functionAt(bytes, kHeaderBytes + i * kEntryBytes, kHeaderBytes + count * kEntryBytes);
+    auto function = functionAt(bytes, kHeaderBytes + i * kEntryBytes, codeBegin);
     if (!function) return refuse("The library's function number " + std::to_string(i) + " is not one.");
+    codeBegin += function->code.size() * 4;
     functions.push_back(std::move(*function));
   }
   return functions;

@@ -32,8 +32,8 @@ struct LibraryFunction {
 /// The bytes of a library file, in which functions are found by their names.
 ///
 /// All numbers are 32-bit, lowest byte first: "ZELMTLLB"; the version; the count of functions; per function its name in
-/// 64 bytes, filled up with zero, its stage, and the place and length in bytes of its code; the code; and the CRC-32 of
-/// everything before.
+/// 64 bytes, of which at least the last is zero, its stage, and the place and length in bytes of its code; the code,
+/// one function's after the other's; and the CRC-32 of everything before.
 std::vector<uint8_t> encodeLibrary(const std::vector<LibraryFunction>& functions);
 
 /// The functions of a library file. None, with one sentence in `error`, when the bytes are not a whole, undamaged file
@@ -43,8 +43,8 @@ std::optional<std::vector<LibraryFunction>> decodeLibrary(std::span<const uint8_
 /// Reads and decodes a file; none also when it cannot be read.
 std::optional<std::vector<LibraryFunction>> readLibrary(const std::string& path, std::string* error);
 
-/// None when the words are no module with an entry point "main" of a known stage whose bindings are those of set 0,
-/// below 32.
+/// None when the words are no module with one entry point, "main", of a known stage whose bindings are those of set 0,
+/// below 32, and whose group size, for a compute function, is not zero.
 std::optional<ModuleTraits> describeModule(std::span<const uint32_t> code);
 
 }  // namespace ZELPlatform

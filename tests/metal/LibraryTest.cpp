@@ -77,6 +77,9 @@ TEST(LibraryFile, WrongEvenWithTheRightChecksumItIsRefused) {
   expectRefusal(spoiled([](auto& f) { f.code[0] = 0x03022307; }), "code in the other byte order");
   expectRefusal(spoiled([](auto& f) { f.code[5] = 0; }), "an instruction without a length");
   expectRefusal(spoiled([](auto& f) { f.traits.stage = ZELPlatform::ShaderStage::Vertex; }), "another stage");
+  auto empty = functions;
+  for (LibraryFunction& f : empty) f.code.insert(f.code.end(), {6U << 16U | 16U, 4, 17, 8, 0, 1});
+  expectRefusal(encodeLibrary(empty), "a group size of zero");
   expectRefusal({0x5A, 0x45, 0x4C}, "three bytes");
   EXPECT_TRUE(decodeLibrary(encodeLibrary({}), nullptr));
 }

@@ -107,28 +107,6 @@ TEST(ModelFile, NumbersThatAreNotFiniteAreRefused) {
   }
 }
 
-/// Files changed at random, whose checksum is right all the same: each is refused, or is a model of a known shape.
-TEST(ModelFile, NothingThatAFileSaysIsBelievedUnchecked) {
-  const Bytes whole = wholeFile();
-  int accepted = 0;
-  for (uint32_t seed = 0; seed < 2000; ++seed) {
-    std::mt19937 random(seed);
-    Bytes bytes = whole;
-    for (uint32_t i = 0; i < 1 + seed % 4; ++i) {
-      // Most changes go into the head, where the sizes are.
-      const size_t reach = seed % 3 == 0 ? bytes.size() : kLayersAt + 64;
-      bytes[kBodyAt + random() % (reach - kBodyAt)] = static_cast<uint8_t>(random());
-    }
-    if (seed % 5 == 0) bytes.resize(kBodyAt + random() % (bytes.size() - kBodyAt));
-    const std::optional<ModelData> model = decodeModel(sealed(bytes));
-    if (!model) continue;
-    ++accepted;
-    EXPECT_EQ(model->multiplyAdds(), 5684U);
-    for (const ZELNeural::Layer& layer : model->layers) EXPECT_EQ(layer.biases.size(), layer.outputs);
-  }
-  EXPECT_GT(accepted, 100) << "changed weights alone are still a model";
-}
-
 TEST(ModelFile, AFrameworkReadsFilesThroughTheBoundary) {
   const fs::path folder = fs::path(testing::TempDir()) / "zelluma";
   fs::create_directories(folder);

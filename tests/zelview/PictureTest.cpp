@@ -2,6 +2,7 @@
 
 #include <exiv2/exiv2.hpp>
 
+#include <fstream>
 #include <map>
 #include <string>
 
@@ -81,6 +82,17 @@ TEST(ProjectionChoice, MetadataComeFirstThenTheShape) {
     PanoramaMetadata metadata;
     metadata.projectionType = c.metadata;
     EXPECT_EQ(chooseProjection(metadata, c.width, c.height).projection, c.expected) << c.width << "x" << c.height;
+  }
+}
+
+TEST(ProjectionChoice, MetadataThatCannotBeReadAreNone) {
+  // Lengths beyond the file's, of which the metadata library complains with an error that is not of its own class.
+  const ScratchFolder folder;
+  std::ofstream(folder.file("broken.webp"), std::ios::binary) << std::string("RIFF\xfe\xff\xff\xffWEBP= \0\xd0+", 17);
+  for (const char* name : {"broken.webp", "missing"}) {
+    const PanoramaMetadata metadata = readPanoramaMetadata(folder.file(name));
+    EXPECT_EQ(metadata.projectionType, "");
+    EXPECT_FALSE(metadata.crop);
   }
 }
 

@@ -66,11 +66,13 @@ TEST(CameraPath, SaysWhatIsWrongInWhichLine) {
   const Case cases[] = {
       {"0,1,2,3\n", ":4: there are 4 values"},
       {"0,1,2,3,1,5\n", ":4: there are more than five"},
-      {"0,1,2,x,1\n", ":4: 'x' is not a number"},
-      {"0,nan,0,0,1\n", ":4: 'nan' is not a number"},
+      {"0,1,2,x,1\n", ":4: \"x\" is not a number"},
+      {"0,nan,0,0,1\n", ":4: \"nan\" is not a number"},
       {"0,0,91,0,1\n", ":4: the pitch"},
       {"0,0,0,0,0\n", ":4: the zoom"},
-      {"1,0,0,0,1\n1,0,0,0,1\n", ":5: the time does"},
+      {"1,0,0,0,1\n1,0,0,0,1\n", ":5: the time does not rise"},
+      {"0,0,0,0,1\n5e-324,1,0,0,1\n", ":5: the time does not rise"},
+      {"-1e308,0,0,0,1\n", ":4: the time lies between"},
       {"", "has no keys"},
   };
   const ScratchFolder folder;
@@ -83,7 +85,9 @@ TEST(CameraPath, SaysWhatIsWrongInWhichLine) {
     }
     return std::string("none");
   };
-  EXPECT_THAT(complaint(), HasSubstr("cannot be read"));
+  EXPECT_THAT(complaint(), HasSubstr("cannot be read: it does not exist."));
+  EXPECT_THAT([] { readCameraPath("/dev/zero", false); },
+              testing::ThrowsMessage<ViewerError>(HasSubstr("larger than")));
   for (const Case& c : cases) {
     std::ofstream(path) << header << c.table;
     EXPECT_THAT(complaint(), HasSubstr(c.complaint));

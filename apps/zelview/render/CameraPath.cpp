@@ -4,9 +4,10 @@
 #include <array>
 #include <charconv>
 #include <cmath>
-#include <fstream>
 #include <string_view>
 
+#include "apps/zelview/PlainText.h"
+#include "apps/zelview/TextFile.h"
 #include "apps/zelview/ViewerError.h"
 
 namespace zelview {
@@ -14,6 +15,10 @@ namespace {
 
 constexpr size_t kChannels = 4;
 constexpr double kLargestAngle = 36000.0;
+/// Eleven days: no film is as long.
+constexpr double kLargestTime = 1e6;
+/// A microsecond. Between keys that are closer the speeds of the camera would not be numbers.
+constexpr double kShortestStretch = 1e-6;
 constexpr std::string_view kHeader = "seconds,yaw,pitch,roll,zoom";
 
 using Channels = std::array<double, kChannels>;
@@ -55,7 +60,7 @@ CameraKey parseKey(std::string_view text, const std::string& path, int line) {
     if (count == values.size()) refuse(path, line, "there are more than five values");
     const auto [end, error] = std::from_chars(cell.data(), cell.data() + cell.size(), values[count]);
     if (error != std::errc() || end != cell.data() + cell.size() || !std::isfinite(values[count])) {
-      refuse(path, line, "'" + std::string(cell) + "' is not a number");
+      refuse(path, line, quotedText(cell) + " is not a number");
     }
     if (more) text.remove_prefix(comma + 1);
   }
@@ -67,6 +72,7 @@ CameraKey parseKey(std::string_view text, const std::string& path, int line) {
   key.camera.pitch = values[2];
   key.camera.roll = values[3];
   key.camera.zoom = values[4];
+  if (std::abs(key.seconds) > kLargestTime) refuse(path, line, "the time lies between -1e6 and 1e6 seconds");
   if (std::abs(key.camera.yaw) > kLargestAngle || std::abs(key.camera.roll) > kLargestAngle) {
     refuse(path, line, "yaw and roll lie between -36000 and 36000 degrees");
   }
@@ -119,26 +125,31 @@ Camera CameraPath::cameraAt(double seconds) const {
   return camera;
 }
 
-CameraPath readCameraPath(const std::string& path, bool linear) {
-  std::ifstream file(path);
-  if (!file) throw ViewerError("The camera path \"" + path + "\" cannot be read.");
+std::vector<CameraKey> parseCameraKeys(std::string_view text, const std::string& name) {
   std::vector<CameraKey> keys;
   bool hasHeader = false;
-  std::string text;
-  for (int line = 1; std::getline(file, text); ++line) {
-    const std::string_view content = trimmed(text);
+  for (int line = 1; !text.empty(); ++line) {
+    const std::string_view whole = text.substr(0, text.find('\n'));
+    text.remove_prefix(std::min(whole.size() + 1, text.size()));
+    const std::string_view content = trimmed(whole);
     if (content.empty() || content.front() == '#') continue;
     if (!hasHeader) {
-      if (content != kHeader) refuse(path, line, "the first line has to be '" + std::string(kHeader) + "'");
+      if (content != kHeader) refuse(name, line, "the first line has to be '" + std::string(kHeader) + "'");
       hasHeader = true;
       continue;
     }
-    const CameraKey key = parseKey(content, path, line);
-    if (!keys.empty() && key.seconds <= keys.back().seconds) refuse(path, line, "the time does not rise");
+    const CameraKey key = parseKey(content, name, line);
+    if (!keys.empty() && key.seconds - keys.back().seconds < kShortestStretch) {
+      refuse(name, line, "the time does not rise by a microsecond");
+    }
     keys.push_back(key);
   }
-  if (file.bad() || keys.empty()) throw ViewerError("The camera path \"" + path + "\" has no keys.");
-  return {std::move(keys), linear};
+  if (keys.empty()) throw ViewerError("The camera path \"" + name + "\" has no keys.");
+  return keys;
+}
+
+CameraPath readCameraPath(const std::string& path, bool linear) {
+  return {parseCameraKeys(readTextFile(path, "camera path"), path), linear};
 }
 
 }  // namespace zelview

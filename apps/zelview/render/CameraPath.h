@@ -1,6 +1,7 @@
 #pragma once
 
 #include <string>
+#include <string_view>
 #include <vector>
 
 #include "apps/zelview/Camera.h"
@@ -25,7 +26,7 @@ class CameraPath {
   /// One camera for all times.
   explicit CameraPath(const Camera& camera) : keys_{{0.0, camera}} {}
 
-  /// Keys with rising times, at least one.
+  /// At least one key; times rise by a microsecond or more.
   CameraPath(std::vector<CameraKey> keys, bool linear);
 
   Camera cameraAt(double seconds) const;
@@ -39,8 +40,13 @@ class CameraPath {
   std::vector<Speeds> speeds_;
 };
 
-/// Reads a table of comma-separated keys with the header `seconds,yaw,pitch,roll,zoom`. Empty lines and lines that
-/// begin with `#` are left out. Throws `ViewerError` that names the file and the line.
+/// The keys of a table of comma-separated values with the header `seconds,yaw,pitch,roll,zoom`. Empty lines and lines
+/// that begin with `#` are left out. `name` stands for the file in messages. Throws `ViewerError` with one sentence
+/// that names the file and, where one is wrong, the line.
+std::vector<CameraKey> parseCameraKeys(std::string_view text, const std::string& name);
+
+/// The path through the keys of a file; blocks. Throws `ViewerError` as `parseCameraKeys` does, and when the file
+/// cannot be read.
 CameraPath readCameraPath(const std::string& path, bool linear);
 
 }  // namespace zelview
