@@ -94,7 +94,7 @@ int renderVideo(const RenderOptions& options) {
   while (const std::optional<DecodedFrame> frame = transcoder.nextFrame()) {
     Camera camera = path.cameraAt(frame->time);
     camera.mirror = options.camera.mirror;
-    transcoder.push(renderer.render(frame->pixels, camera));
+    transcoder.push(*renderer.render(frame->pixels, camera));
     if (interrupted) {
       std::fprintf(stderr, "\nzelview: Interrupted after %llu frames; nothing is kept.\n",
                    static_cast<unsigned long long>(frames));

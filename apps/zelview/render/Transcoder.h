@@ -54,7 +54,7 @@ class Transcoder {
 
   /// Hands over the picture for the frame that was taken last: of the output's size. Blocks while the encoder is
   /// behind.
-  void push(std::shared_ptr<CGImage> picture);
+  void push(const CGImage& picture);
 
   /// Ends the output and waits until it is written whole. Throws `ViewerError`.
   void finish();
