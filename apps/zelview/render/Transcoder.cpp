@@ -20,6 +20,8 @@ namespace {
 /// Decoded frames, and pictures that wait for the encoder: each of them may be of 12 MB and more.
 constexpr guint kFramesAhead = 3;
 constexpr GstClockTime kPatience = 60 * GST_SECOND;
+/// How long an interruption goes unnoticed at most.
+constexpr GstClockTime kGlance = 50 * GST_MSECOND;
 constexpr double kDefaultRate = 30.0;
 
 /// The encoders that a container may hold, the best first; each with its settings for a quality of 1 to 100.
@@ -72,12 +74,14 @@ std::string encoderDescription(const Encoder (&encoders)[Count], int quality) {
 
 /// What comes after the pictures, up to the muxer.
 std::string encodingBranch(const TranscoderSettings& settings) {
+  if (settings.container == ".y4m") return "identity";
   return settings.container == ".webm" ? encoderDescription(kWebMEncoders, settings.quality)
                                        : encoderDescription(kH264Encoders, settings.quality);
 }
 
 const char* muxerOf(const std::string& container) {
   if (container == ".webm") return "webmmux";
+  if (container == ".y4m") return "y4menc";
   return container == ".mkv" ? "matroskamux" : "mp4mux";
 }
 
@@ -121,6 +125,9 @@ struct Transcoder::Pipeline {
   void linkVideo(GstPad* pad);
   void linkSound(GstPad* pad);
   void readFormat(GstSample* sample);
+  GstPointer<GstSample> pull();
+  bool hasFailed() const;
+  void checkInterrupted() const;
   [[noreturn]] void fail();
   std::string messageText();
 
@@ -176,7 +183,8 @@ void Transcoder::Pipeline::build() {
 
 void Transcoder::Pipeline::padAdded(GstPad* pad) {
   if (startsWith(pad, "video/") && !hasVideo.exchange(true)) return linkVideo(pad);
-  if (startsWith(pad, "audio/") && !hasSound.exchange(true)) return linkSound(pad);
+  const bool takesSound = settings.container != ".y4m";
+  if (takesSound && startsWith(pad, "audio/") && !hasSound.exchange(true)) return linkSound(pad);
   // Further tracks, and what is neither: to nowhere.
   GstElement* nowhere = gst_element_factory_make("fakesink", nullptr);
   g_object_set(nowhere, "sync", FALSE, "async", FALSE, nullptr);
@@ -251,6 +259,30 @@ std::string Transcoder::Pipeline::messageText() {
   return text;
 }
 
+void Transcoder::Pipeline::checkInterrupted() const {
+  if (settings.interrupted && settings.interrupted()) throw Interruption{};
+}
+
+/// None at the end, or after a failure.
+GstPointer<GstSample> Transcoder::Pipeline::pull() {
+  GstPointer<GstSample> sample;
+  for (GstClockTime waited = 0; !sample && waited < kPatience; waited += kGlance) {
+    checkInterrupted();
+    sample.reset(gst_app_sink_try_pull_sample(GST_APP_SINK(sink.get()), kGlance));
+    if (!sample && (gst_app_sink_is_eos(GST_APP_SINK(sink.get())) || hasFailed())) break;
+  }
+  return sample;
+}
+
+bool Transcoder::Pipeline::hasFailed() const {
+  GstBus* bus = gst_element_get_bus(pipeline.get());
+  const GstPointer<GstMessage> message(gst_bus_pop_filtered(bus, GST_MESSAGE_ERROR));
+  // It is read again by whoever says what went wrong.
+  if (message) gst_bus_post(bus, gst_message_ref(message.get()));
+  gst_object_unref(bus);
+  return message != nullptr;
+}
+
 void Transcoder::Pipeline::fail() {
   const std::string reason = messageText();
   throw ViewerError("The video \"" + settings.input +
@@ -264,6 +296,7 @@ void Transcoder::Pipeline::start() {
   std::string reason;
   while (!videoReady && !drained && reason.empty() && g_get_monotonic_time() < deadline) {
     const GstPointer<GstMessage> message(gst_bus_timed_pop_filtered(bus, 10 * GST_MSECOND, GST_MESSAGE_ERROR));
+    checkInterrupted();
     if (!message) continue;
     GError* error = nullptr;
     gst_message_parse_error(message.get(), &error, nullptr);
@@ -275,7 +308,7 @@ void Transcoder::Pipeline::start() {
   if (!reason.empty()) throw ViewerError("The video \"" + settings.input + "\" cannot be rendered: " + reason + ".");
   // The parser shows all tracks before it lets go of the first byte of any.
   if (!videoReady) throw ViewerError("The file \"" + settings.input + "\" has no video track.");
-  next.reset(gst_app_sink_try_pull_sample(GST_APP_SINK(sink.get()), kPatience));
+  next = pull();
   if (!next) fail();
   readFormat(next.get());
 }
@@ -325,7 +358,7 @@ std::string Transcoder::soundDescription() const {
 std::optional<DecodedFrame> Transcoder::nextFrame() {
   Pipeline& p = *pipeline_;
   GstPointer<GstSample> sample = std::move(p.next);
-  if (!sample) sample.reset(gst_app_sink_try_pull_sample(GST_APP_SINK(p.sink.get()), kPatience));
+  if (!sample) sample = p.pull();
   if (!sample) {
     if (gst_app_sink_is_eos(GST_APP_SINK(p.sink.get()))) return std::nullopt;
     p.fail();
@@ -370,11 +403,16 @@ void Transcoder::push(const CGImage& picture) {
 void Transcoder::finish() {
   gst_app_src_end_of_stream(GST_APP_SRC(pipeline_->source.get()));
   GstBus* bus = gst_element_get_bus(pipeline_->pipeline.get());
-  const GstPointer<GstMessage> message(
-      gst_bus_timed_pop_filtered(bus, 5 * kPatience, static_cast<GstMessageType>(GST_MESSAGE_EOS | GST_MESSAGE_ERROR)));
+  const auto ends = static_cast<GstMessageType>(GST_MESSAGE_EOS | GST_MESSAGE_ERROR);
+  GstPointer<GstMessage> message;
+  for (GstClockTime waited = 0; !message && waited < 5 * kPatience; waited += kGlance) {
+    if (pipeline_->settings.interrupted && pipeline_->settings.interrupted()) break;
+    message.reset(gst_bus_timed_pop_filtered(bus, kGlance, ends));
+  }
   if (message && GST_MESSAGE_TYPE(message.get()) == GST_MESSAGE_ERROR)
     gst_bus_post(bus, gst_message_ref(message.get()));
   gst_object_unref(bus);
+  if (!message) pipeline_->checkInterrupted();
   if (!message || GST_MESSAGE_TYPE(message.get()) == GST_MESSAGE_ERROR) pipeline_->fail();
   gst_element_set_state(pipeline_->pipeline.get(), GST_STATE_NULL);
 }
