@@ -28,7 +28,7 @@ class Pipeline {
  public:
   Pipeline(const std::string& path, const std::string& end) {
     gst_init(nullptr, nullptr);
-    const std::string text = "filesrc name=in ! decodebin caps=video/x-raw expose-all-streams=false ! " + end;
+    const std::string text = "filesrc name=in ! decodebin ! " + end;
     pipeline_.reset(gst_parse_launch(text.c_str(), nullptr));
     if (!pipeline_) return;
     g_object_set(named("in").get(), "location", path.c_str(), nullptr);

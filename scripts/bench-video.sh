@@ -16,7 +16,7 @@ build_for_video() {
   use_software_driver
   folder=$(mktemp -d)
   trap 'rm -rf "$folder"' EXIT
-  cd "$folder"
+  cd "$folder" || die "the folder $folder is gone"
 }
 
 # fill_page NAME: puts the file `table` between the page's marks of that name, if a page was asked for.
