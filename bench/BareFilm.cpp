@@ -107,7 +107,8 @@ FilmTimes playBare(const std::string& path, CGSize content, CGSize target) {
   FilmTimes times;
   {
     const BareRenderer renderer(kCVPixelFormatType_420YpCbCr8BiPlanarVideoRange, content, target);
-    const BareProgram program(renderer.textureFormat(), ZELProjectionTypeEquirectangular, CGRectMake(0, 0, 1, 1), target);
+    const BareProgram program(renderer.textureFormat(), ZELProjectionTypeEquirectangular, CGRectMake(0, 0, 1, 1),
+                              target);
     const BareRenderer::Bound bound(renderer);
     FrameImporter importer;
     uint64_t number = 0;
@@ -117,7 +118,8 @@ FilmTimes playBare(const std::string& path, CGSize content, CGSize target) {
       gst_video_info_from_caps(&info, gst_sample_get_caps(sample));
       const CVPixelBufferRef frame = importer.import(gst_sample_get_buffer(sample), info);
       const double aspect = target.width / target.height;
-      const double scale = ZELProjection::equirectangular()->zoomScaleForAspectRatio(aspect, target.width > target.height);
+      const double scale =
+          ZELProjection::equirectangular()->zoomScaleForAspectRatio(aspect, target.width > target.height);
       const Camera camera{turningCamera(static_cast<double>(number++) / 30.0), scale};
       if (frame) renderer.drawFrame(frame.get(), program, camera);
     });

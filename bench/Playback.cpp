@@ -142,8 +142,7 @@ Playing play(const std::string& path, CGSize size, bool turning) {
   player->setActionAtItemEnd(AVPlayerActionAtItemEndPause);
   bool ended = false;
   item->setPlayedToEndObserver([&ended] { ended = true; });
-  const auto source =
-      std::make_shared<NotingSource>(ZELAVPlayerPixelBufferSource::createWithPlayer(player), item);
+  const auto source = std::make_shared<NotingSource>(ZELAVPlayerPixelBufferSource::createWithPlayer(player), item);
   view->setContentProjection(ZELProjection::equirectangular());
   if (turning) view->setController(std::make_shared<TurningController>());
   view->setContentSource(source);
@@ -194,14 +193,17 @@ int measureEasy(const std::string& path) {
   const double missing = static_cast<double>(bare.frames) - static_cast<double>(kit.shown);
   const double deliverable = std::min(1.0, 1.0 / (bare.secondsPerFrame() * kFrameRate));
   const double expected = static_cast<double>(bare.frames) * deliverable;
-  const double share = (std::max(0.0, expected - static_cast<double>(kit.shown)) + static_cast<double>(kit.late)) / expected;
-  std::printf("| 1280×640 in 960×540 | frames | shown | dropped | late | not shown or late | farthest from its time |\n");
-  std::printf("|---|--:|--:|--:|--:|--:|--:|\n| %.1f s, bare decoder %.0f a second | %llu | %llu | %llu | %llu | %.2f %% (limit 1 %%) | "
-              "%.1f ms (limit %.1f ms) |\n\n",
-              kit.seconds, 1.0 / bare.secondsPerFrame(), static_cast<unsigned long long>(bare.frames),
-              static_cast<unsigned long long>(kit.shown), static_cast<unsigned long long>(kit.dropped),
-              static_cast<unsigned long long>(kit.late), 100.0 * share, 1000.0 * kit.largestOffset,
-              500.0 / kRefreshRate);
+  const double share =
+      (std::max(0.0, expected - static_cast<double>(kit.shown)) + static_cast<double>(kit.late)) / expected;
+  std::printf(
+      "| 1280×640 in 960×540 | frames | shown | dropped | late | not shown or late | farthest from its time |\n");
+  std::printf(
+      "|---|--:|--:|--:|--:|--:|--:|\n| %.1f s, bare decoder %.0f a second | %llu | %llu | %llu | %llu | %.2f %% "
+      "(limit 1 %%) | "
+      "%.1f ms (limit %.1f ms) |\n\n",
+      kit.seconds, 1.0 / bare.secondsPerFrame(), static_cast<unsigned long long>(bare.frames),
+      static_cast<unsigned long long>(kit.shown), static_cast<unsigned long long>(kit.dropped),
+      static_cast<unsigned long long>(kit.late), 100.0 * share, 1000.0 * kit.largestOffset, 500.0 / kRefreshRate);
   std::fprintf(stderr, "not shown at all: %.0f\n", missing);
   return 0;
 }
@@ -229,8 +231,8 @@ int measureHard(const std::string& path, int rounds) {
                              (floor.processorSeconds / static_cast<double>(floor.frames)));
   }
   std::printf("| 3840×1920 in 1920×1080, camera turning | per frame |\n|---|--:|\n");
-  std::printf("| bare decoder | %s |\n| bare decoder, upload and draw, overlapped | %s |\n", cell(decode, " ms").c_str(),
-              cell(bare, " ms").c_str());
+  std::printf("| bare decoder | %s |\n| bare decoder, upload and draw, overlapped | %s |\n",
+              cell(decode, " ms").c_str(), cell(bare, " ms").c_str());
   std::printf("| played, per shown frame | %s, %.1f a second |\n", cell(kit, " ms").c_str(),
               1000.0 / ZELBench::distributionOf(kit).median);
   std::printf("| played / the slower of bare and the film's pace | %s (limit 1.3) |\n", cell(ratio, "").c_str());

@@ -120,11 +120,13 @@ TEST_F(VideoProgram, RenderedPicturesAreThoseOfAnotherProgram) {
   struct Look {
     double yaw, pitch, roll, zoom;
   };
-  ASSERT_EQ(shell("ffmpeg -loglevel error -f lavfi -i color=gray:s=960x480:r=30:d=0.2,noise=alls=90:allf=t:all_seed=1,gblur=3 "
-                  "-c:v libx264 -crf 8 -pix_fmt yuv420p -colorspace bt709 -color_primaries bt709 -color_trc bt709 "
-                  "-color_range tv ground.mp4")
-                .status,
-            0);
+  ASSERT_EQ(
+      shell(
+          "ffmpeg -loglevel error -f lavfi -i color=gray:s=960x480:r=30:d=0.2,noise=alls=90:allf=t:all_seed=1,gblur=3 "
+          "-c:v libx264 -crf 8 -pix_fmt yuv420p -colorspace bt709 -color_primaries bt709 -color_trc bt709 "
+          "-color_range tv ground.mp4")
+          .status,
+      0);
   // Ahead, across the edge where the frame's left and right meet, and towards both poles.
   for (const Look& look : {Look{0, 0, 0, 1}, {170, 20, 0, 1}, {-100, -50, 30, 1.3}, {30, 80, -70, 0.8}}) {
     std::ostringstream camera;

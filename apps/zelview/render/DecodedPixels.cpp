@@ -46,8 +46,8 @@ GstCaps* correctedCaps(const GstCaps* caps) {
   if (!gst_video_info_from_caps(&info, caps) || !GST_VIDEO_INFO_IS_YUV(&info)) return nullptr;
   const bool guessed = isGuessed(info);
   const bool isVideoRange = guessed || info.colorimetry.range != GST_VIDEO_COLOR_RANGE_0_255;
-  const bool isHigh =
-      guessed ? GST_VIDEO_INFO_HEIGHT(&info) > kLargestStandardHeight : info.colorimetry.matrix == GST_VIDEO_COLOR_MATRIX_BT709;
+  const bool isHigh = guessed ? GST_VIDEO_INFO_HEIGHT(&info) > kLargestStandardHeight
+                              : info.colorimetry.matrix == GST_VIDEO_COLOR_MATRIX_BT709;
   if (!guessed && !(isHigh && isVideoRange)) return nullptr;
   GstCaps* corrected = gst_caps_copy(caps);
   gst_caps_set_simple(corrected, "colorimetry", G_TYPE_STRING,
@@ -149,8 +149,9 @@ CVPixelBufferRef DecodedPixels::pixelsOf(GstBuffer* buffer, const GstVideoInfo& 
   }
   CVPixelBufferAttributes shared;
   shared.metalCompatibility = shared.openGLESCompatibility = shared.ioSurfaceProperties = true;
-  return CVPixelBuffer::createWithPlanarBytes(width, height, kCVPixelFormatType_420YpCbCr8BiPlanarVideoRange,
-                                              {mapped->plane(0, width, height), chroma}, [mapped] {}, shared);
+  return CVPixelBuffer::createWithPlanarBytes(
+      width, height, kCVPixelFormatType_420YpCbCr8BiPlanarVideoRange, {mapped->plane(0, width, height), chroma},
+      [mapped] {}, shared);
 }
 
 }  // namespace zelview
