@@ -23,6 +23,7 @@
 #include <cstring>
 #include <mutex>
 #include <string>
+#include <utility>
 #include <vector>
 
 namespace {
@@ -131,7 +132,9 @@ Playing play(const std::string& path, CGSize size, bool turning) {
   Playing playing;
   std::string& problem = playing.problem;
   const CGRect frame = CGRectMake(0, 0, size.width, size.height);
-  const auto window = UIWindow::create(frame, &problem);
+  // Kept until the next one is there: an application without a window does not draw.
+  static std::shared_ptr<UIWindow> window;
+  const std::shared_ptr<UIWindow> before = std::exchange(window, UIWindow::create(frame, &problem));
   const auto view = window ? ZELRenderView::create(frame) : nullptr;
   if (!view) return playing;
   window->addSubview(view);
@@ -169,7 +172,6 @@ Playing play(const std::string& path, CGSize size, bool turning) {
   judge(*source, &playing);
   view->setContentSource(nullptr);
   view->removeFromSuperview();
-  window->close();
   loop.runFor(0.1);
   return playing;
 }

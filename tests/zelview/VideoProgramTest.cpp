@@ -51,6 +51,18 @@ class VideoProgram : public testing::Test {
     return outcome.out.substr(0, outcome.out.find('\n'));
   }
 
+  /// Pictures and what a filter makes of a video are alike by 40 dB in each plane.
+  void expectLikeness(const std::string& pictures, const std::string& video, const std::string& filter,
+                      const std::string& what) const {
+    const Outcome compared = shell("ffmpeg -nostdin -i " + pictures + " -i " + video + " -filter_complex '[1]" + filter +
+                                   ",format=yuv420p[b];[0][b]psnr' -f null -");
+    for (const char* plane : {" y:", " u:", " v:"}) {
+      const size_t place = compared.err.rfind(plane);
+      ASSERT_NE(place, std::string::npos) << compared.err;
+      EXPECT_GE(std::stod(compared.err.substr(place + 3)), 40.0) << plane << what;
+    }
+  }
+
   void expectNothingOf(const std::string& name) const {
     for (const auto& entry : std::filesystem::directory_iterator(folder_.file(""))) {
       EXPECT_THAT(entry.path().filename().string(), testing::Not(HasSubstr(name)));
@@ -140,14 +152,18 @@ TEST_F(VideoProgram, RenderedPicturesAreThoseOfAnotherProgram) {
           << ":v_fov=" << 2.0 * std::atan(half * 270.0 / 480.0) / kDegree;
     const Outcome rendered = run("render ground.mp4 pictures.y4m --size 480x270" + camera.str());
     ASSERT_EQ(rendered.status, 0) << rendered.err;
-    const Outcome compared = shell("ffmpeg -nostdin -i pictures.y4m -i ground.mp4 -filter_complex '[1]" + remap.str() +
-                                   ",format=yuv420p[b];[0][b]psnr' -f null -");
-    for (const char* plane : {" y:", " u:", " v:"}) {
-      const size_t place = compared.err.rfind(plane);
-      ASSERT_NE(place, std::string::npos) << compared.err;
-      EXPECT_GE(std::stod(compared.err.substr(place + 3)), 40.0) << plane << " looking at" << camera.str();
-    }
+    expectLikeness("pictures.y4m", "ground.mp4", remap.str(), camera.str());
   }
+}
+
+/// The decoders' base class calls what has no tag and this height BT.2020.
+TEST_F(VideoProgram, LargePicturesWithoutATagKeepTheirColours) {
+  ASSERT_EQ(shell("ffmpeg -loglevel error -f lavfi -i color=red:s=4320x2160:r=30:d=0.05 -vf "
+                  "scale=out_color_matrix=bt709,format=yuv420p -c:v libx264 -preset ultrafast large.mp4")
+                .status,
+            0);
+  ASSERT_EQ(run("render large.mp4 large.y4m --size 64x36").status, 0);
+  expectLikeness("large.y4m", "large.mp4", "scale=64:36", "");
 }
 
 TEST_F(VideoProgram, InterruptedRenderingLeavesNothing) {
