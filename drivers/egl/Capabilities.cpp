@@ -35,6 +35,7 @@ Capabilities Capabilities::ask(const EglDisplay& display) {
   result.bgraTextures = bgraByAnyName || result.bgraNamedTwice;
   result.rgTextures = has("GL_EXT_texture_rg");
   result.unpackRowLength = has("GL_EXT_unpack_subimage");
+  result.packReverseRowOrder = has("GL_ANGLE_pack_reverse_row_order");
   result.eightBitRenderbuffers = has("GL_OES_rgb8_rgba8");
   glGetIntegerv(GL_MAX_TEXTURE_SIZE, &result.maximumTextureSize);
   result.maximumDrawableSize = drawableLimit(result.maximumTextureSize);

@@ -29,6 +29,10 @@ struct Capabilities {
   /// Without it: RowByRow, one upload for each row.
   bool unpackRowLength = false;
 
+  /// Pixels can be read with the picture's highest row first (`GL_ANGLE_pack_reverse_row_order`).
+  /// Without it: TurnOver, the processor exchanges the rows.
+  bool packReverseRowOrder = false;
+
   /// Renderbuffers of eight bits a component, for CopyOnPresent. Without it: four bits a component.
   bool eightBitRenderbuffers = false;
 

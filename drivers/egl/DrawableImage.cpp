@@ -16,16 +16,24 @@ namespace {
 /// One in front, one being composed, one held by a snapshot, one being drawn.
 constexpr size_t kRingSize = 4;
 
-/// Reads the bound framebuffer, whose first row is the picture's lowest, into rows from the top.
-std::vector<uint8_t> readUpright(GLsizei width, GLsizei height) {
-  const size_t bytesPerRow = static_cast<size_t>(width) * 4;
-  std::vector<uint8_t> bytes(bytesPerRow * static_cast<size_t>(height));
-  glReadPixels(0, 0, width, height, GL_RGBA, GL_UNSIGNED_BYTE, bytes.data());
-  for (size_t top = 0, bottom = static_cast<size_t>(height) - 1; top < bottom; ++top, --bottom) {
-    const auto topRow = bytes.begin() + static_cast<ptrdiff_t>(top * bytesPerRow);
-    const auto bottomRow = bytes.begin() + static_cast<ptrdiff_t>(bottom * bytesPerRow);
-    std::swap_ranges(topRow, topRow + static_cast<ptrdiff_t>(bytesPerRow), bottomRow);
+/// `GL_ANGLE_pack_reverse_row_order`, which the system's header may not know.
+constexpr GLenum kPackReverseRowOrder = 0x93A4;
+
+void turnOver(uint8_t* rows, size_t bytesPerRow, size_t height) {
+  for (size_t top = 0, bottom = height - 1; top < bottom; ++top, --bottom) {
+    std::swap_ranges(rows + top * bytesPerRow, rows + (top + 1) * bytesPerRow, rows + bottom * bytesPerRow);
   }
+}
+
+/// Reads the bound framebuffer, whose first row is the picture's lowest, into rows from the top.
+std::shared_ptr<const uint8_t[]> readUpright(GLsizei width, GLsizei height, bool driverTurnsOver) {
+  const size_t bytesPerRow = static_cast<size_t>(width) * 4;
+  // Not filled before it is read into: that would cost half as much as the reading.
+  const std::shared_ptr<uint8_t[]> bytes(new uint8_t[bytesPerRow * static_cast<size_t>(height)]);
+  if (driverTurnsOver) glPixelStorei(kPackReverseRowOrder, GL_TRUE);
+  glReadPixels(0, 0, width, height, GL_RGBA, GL_UNSIGNED_BYTE, bytes.get());
+  if (driverTurnsOver) glPixelStorei(kPackReverseRowOrder, GL_FALSE);
+  if (!driverTurnsOver) turnOver(bytes.get(), bytesPerRow, static_cast<size_t>(height));
   return bytes;
 }
 
@@ -66,7 +74,7 @@ DrawableImage::~DrawableImage() {
 }
 
 std::shared_ptr<CGImage> DrawableImage::readBack() {
-  std::vector<uint8_t> bytes;
+  std::shared_ptr<const uint8_t[]> bytes;
   {
     const EglDriver::RootScope scope(driver_);
     if (!scope) return nullptr;
@@ -74,7 +82,7 @@ std::shared_ptr<CGImage> DrawableImage::readBack() {
     const TemporaryFramebuffer framebuffer;
     glFramebufferTexture2D(GL_FRAMEBUFFER, GL_COLOR_ATTACHMENT0, GL_TEXTURE_2D, texture_, 0);
     if (glCheckFramebufferStatus(GL_FRAMEBUFFER) != GL_FRAMEBUFFER_COMPLETE) return nullptr;
-    bytes = readUpright(width_, height_);
+    bytes = readUpright(width_, height_, driver_.capabilities().packReverseRowOrder);
   }
   return CGImage::create(width(), height(), width() * 4, CGImageAlphaInfo::PremultipliedLast, std::move(bytes));
 }

@@ -10,6 +10,8 @@ namespace {
 
 constexpr double kSecond = GST_SECOND;
 
+constexpr gsize kPage = 4096;
+
 /// For frames that say nothing of their length.
 constexpr double kUsualFrameLength = 1.0 / 30.0;
 
@@ -29,8 +31,8 @@ double runningTimeOf(const GstSegment& segment, GstClockTime position) {
   return sign * static_cast<double>(running) / kSecond;
 }
 
-/// Tells decoders that frames may have rows of any length, so that they need not copy them into tight ones, and how
-/// many are held.
+/// Tells decoders that frames may have rows of any length, so that they need not copy them into tight ones, that they
+/// begin at a page, so that a GPU can take them as they are, and how many are held.
 void answerAllocation(GstQuery* query) {
   GstCaps* caps = nullptr;
   gboolean needsPool = FALSE;
@@ -39,6 +41,10 @@ void answerAllocation(GstQuery* query) {
   const bool known = caps && gst_video_info_from_caps(&info, caps);
   gst_query_add_allocation_pool(query, nullptr, known ? static_cast<guint>(GST_VIDEO_INFO_SIZE(&info)) : 0, kFramesHeld,
                                 0);
+  GstAllocationParams atPages;
+  gst_allocation_params_init(&atPages);
+  atPages.align = kPage - 1;
+  gst_query_add_allocation_param(query, nullptr, &atPages);
   gst_query_add_allocation_meta(query, GST_VIDEO_META_API_TYPE, nullptr);
 }
 

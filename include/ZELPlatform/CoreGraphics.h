@@ -25,11 +25,19 @@ class ZELPLATFORM_EXPORT CGImage {
   static std::shared_ptr<CGImage> create(size_t width, size_t height, size_t bytesPerRow, CGImageAlphaInfo alphaInfo,
                                          std::vector<uint8_t> bytes);
 
+  /// Shares memory of at least `bytesPerRow * height` bytes, which nobody changes any more; null when the rows are too
+  /// short or a side is 0.
+  static std::shared_ptr<CGImage> create(size_t width, size_t height, size_t bytesPerRow, CGImageAlphaInfo alphaInfo,
+                                         std::shared_ptr<const uint8_t[]> bytes);
+
+  /// The same pixels, with another meaning of the fourth byte; the memory is shared.
+  std::shared_ptr<CGImage> withAlphaInfo(CGImageAlphaInfo alphaInfo) const;
+
   size_t width() const { return width_; }
   size_t height() const { return height_; }
   size_t bytesPerRow() const { return bytesPerRow_; }
   CGImageAlphaInfo alphaInfo() const { return alphaInfo_; }
-  const uint8_t* bytes() const { return bytes_.data(); }
+  const uint8_t* bytes() const { return bytes_.get(); }
 
  private:
   CGImage() = default;
@@ -37,7 +45,7 @@ class ZELPLATFORM_EXPORT CGImage {
   size_t height_ = 0;
   size_t bytesPerRow_ = 0;
   CGImageAlphaInfo alphaInfo_ = CGImageAlphaInfo::PremultipliedLast;
-  std::vector<uint8_t> bytes_;
+  std::shared_ptr<const uint8_t[]> bytes_;
 };
 
 /// How `CGImageCreateWithContentsOfFile` decodes.
@@ -84,7 +92,8 @@ class ZELPLATFORM_EXPORT CGBitmapContext {
   /// the bitmap. An image of exactly the rectangle's whole-pixel size is copied without filtering; scaling is bilinear.
   void drawImage(const CGImage& image, CGRect rect);
 
-  /// A copy of the bitmap as an image.
+  /// The bitmap as it is now, as an image of its own. Memory of the context's own on which one image was drawn that
+  /// covers it is not copied.
   std::shared_ptr<CGImage> createImage() const;
 
  private:

@@ -32,12 +32,30 @@ Span clipped(Span span, size_t length) { return {std::max(span.from, 0), std::mi
 }  // namespace
 
 struct CGBitmapContext::Implementation {
+  /// The caller's memory, or `ownBytes` once something needs them.
   uint8_t* bytes = nullptr;
   size_t width = 0;
   size_t height = 0;
   size_t bytesPerRow = 0;
   CGImageAlphaInfo alphaInfo = CGImageAlphaInfo::PremultipliedLast;
   std::vector<uint8_t> ownBytes;
+  /// All that was drawn so far, where that is one image that covers the bitmap and is not copied yet.
+  std::shared_ptr<const CGImage> whole;
+
+  /// Whether drawing the image there leaves its very bytes, as long as the bitmap has no memory.
+  bool isWhole(const CGImage& image, Span across, Span down) const {
+    return !bytes && !whole && across.from == 0 && down.from == 0 && image.width() == width &&
+           image.height() == height && image.bytesPerRow() == width * 4 && image.alphaInfo() == alphaInfo;
+  }
+
+  /// Gives the bitmap memory of its own if it has none, with what was drawn so far.
+  void needBytes() {
+    if (bytes) return;
+    ownBytes.resize(bytesPerRow * height);
+    bytes = ownBytes.data();
+    if (whole) draw(ZELPlatform::rowsOf(*whole), whole->alphaInfo(), 0, 0);
+    whole = nullptr;
+  }
 
   /// Puts pixels on the bitmap from (x, y) on; they are known to fit.
   void draw(const PixelRows& pixels, CGImageAlphaInfo sourceInfo, int x, int y) {
@@ -78,8 +96,7 @@ std::shared_ptr<CGBitmapContext> CGBitmapContext::create(void* data, size_t widt
   if (width == 0 || height == 0 || bytesPerRow / 4 < width) return nullptr;
   std::shared_ptr<CGBitmapContext> context(new CGBitmapContext);
   Implementation& bitmap = *context->implementation_;
-  if (!data) bitmap.ownBytes.resize(bytesPerRow * height);
-  bitmap.bytes = data ? static_cast<uint8_t*>(data) : bitmap.ownBytes.data();
+  bitmap.bytes = static_cast<uint8_t*>(data);
   bitmap.width = width;
   bitmap.height = height;
   bitmap.bytesPerRow = bytesPerRow;
@@ -103,6 +120,11 @@ void CGBitmapContext::drawImage(const CGImage& image, CGRect rect) {
 
   const bool isSameSize =
       static_cast<size_t>(across.length()) == image.width() && static_cast<size_t>(down.length()) == image.height();
+  if (isSameSize && implementation_->isWhole(image, across, down)) {
+    implementation_->whole = image.withAlphaInfo(image.alphaInfo());
+    return;
+  }
+  implementation_->needBytes();
   if (!isSameSize) return implementation_->drawScaled(image, across, down, visibleAcross, visibleDown);
   const uint8_t* firstPixel = ZELPlatform::rowsOf(image).row(static_cast<size_t>(visibleDown.from - down.from)) +
                               static_cast<size_t>(visibleAcross.from - across.from) * 4;
@@ -112,7 +134,9 @@ void CGBitmapContext::drawImage(const CGImage& image, CGRect rect) {
 }
 
 std::shared_ptr<CGImage> CGBitmapContext::createImage() const {
-  const Implementation& bitmap = *implementation_;
+  Implementation& bitmap = *implementation_;
+  if (bitmap.whole) return bitmap.whole->withAlphaInfo(bitmap.alphaInfo);
+  bitmap.needBytes();
   std::vector<uint8_t> bytes(bitmap.width * 4 * bitmap.height);
   for (size_t y = 0; y < bitmap.height; ++y) {
     std::copy_n(bitmap.bytes + y * bitmap.bytesPerRow, bitmap.width * 4, bytes.data() + y * bitmap.width * 4);

@@ -5,7 +5,14 @@
 std::shared_ptr<CGImage> CGImage::create(size_t width, size_t height, size_t bytesPerRow, CGImageAlphaInfo alphaInfo,
                                          std::vector<uint8_t> bytes) {
   // Divisions, so that no product can overflow.
-  if (width == 0 || height == 0 || bytesPerRow / 4 < width || bytes.size() / bytesPerRow < height) return nullptr;
+  if (bytesPerRow == 0 || bytes.size() / bytesPerRow < height) return nullptr;
+  const auto kept = std::make_shared<const std::vector<uint8_t>>(std::move(bytes));
+  return create(width, height, bytesPerRow, alphaInfo, std::shared_ptr<const uint8_t[]>(kept, kept->data()));
+}
+
+std::shared_ptr<CGImage> CGImage::create(size_t width, size_t height, size_t bytesPerRow, CGImageAlphaInfo alphaInfo,
+                                         std::shared_ptr<const uint8_t[]> bytes) {
+  if (width == 0 || height == 0 || bytesPerRow / 4 < width || !bytes) return nullptr;
   std::shared_ptr<CGImage> image(new CGImage);
   image->width_ = width;
   image->height_ = height;
@@ -13,4 +20,8 @@ std::shared_ptr<CGImage> CGImage::create(size_t width, size_t height, size_t byt
   image->alphaInfo_ = alphaInfo;
   image->bytes_ = std::move(bytes);
   return image;
+}
+
+std::shared_ptr<CGImage> CGImage::withAlphaInfo(CGImageAlphaInfo alphaInfo) const {
+  return create(width_, height_, bytesPerRow_, alphaInfo, bytes_);
 }

@@ -18,9 +18,7 @@ std::shared_ptr<CGImage> currentPicture(const SceneItem& item) {
   if (!picture || !item.opaque || picture->alphaInfo() == CGImageAlphaInfo::NoneSkipLast) {
     return picture;
   }
-  const uint8_t* bytes = picture->bytes();
-  return CGImage::create(picture->width(), picture->height(), picture->bytesPerRow(), CGImageAlphaInfo::NoneSkipLast,
-                         std::vector<uint8_t>(bytes, bytes + picture->bytesPerRow() * picture->height()));
+  return picture->withAlphaInfo(CGImageAlphaInfo::NoneSkipLast);
 }
 
 }  // namespace

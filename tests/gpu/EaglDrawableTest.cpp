@@ -7,10 +7,13 @@ using namespace egltest;
 
 namespace {
 
-/// Both ways of giving a renderbuffer the images of a layer.
+/// Both ways of giving a renderbuffer the images of a layer, and both of reading them upright.
 class EaglDrawable : public testing::TestWithParam<bool> {
  protected:
-  void SetUp() override { driver().capabilities().imageRenderbuffers = GetParam(); }
+  void SetUp() override {
+    driver().capabilities().imageRenderbuffers = GetParam();
+    driver().capabilities().packReverseRowOrder &= GetParam();
+  }
   void TearDown() override { EAGLContext::setCurrentContext(nullptr); }
 
  private:

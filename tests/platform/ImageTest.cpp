@@ -58,6 +58,19 @@ TEST(CGBitmapContext, CopiesAnImageOfTheSameSizeAndClipsIt) {
   EXPECT_EQ(memory[59], 7) << "the padding is not touched";
 }
 
+TEST(CGBitmapContext, SharesAnImageThatCoversItUntilMoreIsDrawn) {
+  const auto base = imageOf(2, 1, opaque, {{1, 2, 3, 255}, {4, 5, 6, 255}});
+  const auto context = CGBitmapContext::create(nullptr, 2, 1, 8, opaque);
+  context->drawImage(*base, CGRectMake(0, 0, 2, 1));
+  const auto first = context->createImage();
+  EXPECT_EQ(first->bytes(), base->bytes());
+  context->drawImage(*imageOf(1, 1, opaque, {{7, 8, 9, 255}}), CGRectMake(1, 0, 1, 1));
+  const auto second = context->createImage();
+  EXPECT_THAT(pixelOf(*second, 0, 0), ElementsAre(1, 2, 3, 255));
+  EXPECT_THAT(pixelOf(*second, 1, 0), ElementsAre(7, 8, 9, 255));
+  EXPECT_THAT(pixelOf(*first, 1, 0), ElementsAre(4, 5, 6, 255)) << "an image does not change";
+}
+
 TEST(CGBitmapContext, DrawsPremultipliedColoursOverWhatIsThere) {
   const auto half = imageOf(1, 1, withAlpha, {{100, 0, 0, 128}});
   const auto base = imageOf(1, 1, withAlpha, {{0, 200, 0, 200}});

@@ -4,9 +4,12 @@
 #include <gtest/gtest.h>
 #include <sys/wait.h>
 
+#include <cmath>
 #include <cstdlib>
 #include <filesystem>
 #include <fstream>
+#include <numbers>
+#include <sstream>
 #include <string>
 
 #include "tests/zelview/Clips.h"
@@ -46,6 +49,18 @@ class VideoProgram : public testing::Test {
     const Outcome outcome = shell("ffprobe -v error -count_frames -select_streams " + stream +
                                   " -show_entries stream=" + entries + " -of csv=p=0 " + file);
     return outcome.out.substr(0, outcome.out.find('\n'));
+  }
+
+  /// Pictures and what a filter makes of a video are alike by 40 dB in each plane.
+  void expectLikeness(const std::string& pictures, const std::string& video, const std::string& filter,
+                      const std::string& what) const {
+    const Outcome compared = shell("ffmpeg -nostdin -i " + pictures + " -i " + video + " -filter_complex '[1]" + filter +
+                                   ",format=yuv420p[b];[0][b]psnr' -f null -");
+    for (const char* plane : {" y:", " u:", " v:"}) {
+      const size_t place = compared.err.rfind(plane);
+      ASSERT_NE(place, std::string::npos) << compared.err;
+      EXPECT_GE(std::stod(compared.err.substr(place + 3)), 40.0) << plane << what;
+    }
   }
 
   void expectNothingOf(const std::string& name) const {
@@ -109,6 +124,46 @@ TEST_F(VideoProgram, RendersEveryFrameAndTheSound) {
 
   ASSERT_EQ(run("render clip.mp4 slow.mkv --size 160x90 --fps 10 --projection flat").status, 0);
   EXPECT_EQ(probe("slow.mkv", "v:0", "nb_read_frames"), "30");
+}
+
+/// The pictures against those of ffmpeg's filter v360, which remaps each plane on the processor. Each frame of the clip
+/// is another one, so one that was left out or shown twice is far off.
+TEST_F(VideoProgram, RenderedPicturesAreThoseOfAnotherProgram) {
+  struct Look {
+    double yaw, pitch, roll, zoom;
+  };
+  ASSERT_EQ(
+      shell(
+          "ffmpeg -loglevel error -f lavfi -i color=gray:s=960x480:r=30:d=0.2,noise=alls=90:allf=t:all_seed=1,gblur=3 "
+          "-c:v libx264 -crf 8 -pix_fmt yuv420p -colorspace bt709 -color_primaries bt709 -color_trc bt709 "
+          "-color_range tv ground.mp4")
+          .status,
+      0);
+  // Ahead, across the edge where the frame's left and right meet, and towards both poles.
+  for (const Look& look : {Look{0, 0, 0, 1}, {170, 20, 0, 1}, {-100, -50, 30, 1.3}, {30, 80, -70, 0.8}}) {
+    std::ostringstream camera;
+    std::ostringstream remap;
+    camera << " --yaw " << look.yaw << " --pitch " << look.pitch << " --roll " << look.roll << " --zoom " << look.zoom;
+    // At zoom 1 the picture spans 1 / 0.9 to both sides.
+    const double half = 1.0 / (0.9 * look.zoom);
+    constexpr double kDegree = std::numbers::pi / 180.0;
+    remap << "v360=equirect:flat:w=480:h=270:interp=linear:yaw=" << look.yaw << ":pitch=" << look.pitch
+          << ":roll=" << look.roll << ":h_fov=" << 2.0 * std::atan(half) / kDegree
+          << ":v_fov=" << 2.0 * std::atan(half * 270.0 / 480.0) / kDegree;
+    const Outcome rendered = run("render ground.mp4 pictures.y4m --size 480x270" + camera.str());
+    ASSERT_EQ(rendered.status, 0) << rendered.err;
+    expectLikeness("pictures.y4m", "ground.mp4", remap.str(), camera.str());
+  }
+}
+
+/// The decoders' base class calls what has no tag and this height BT.2020.
+TEST_F(VideoProgram, LargePicturesWithoutATagKeepTheirColours) {
+  ASSERT_EQ(shell("ffmpeg -loglevel error -f lavfi -i color=red:s=4320x2160:r=30:d=0.05 -vf "
+                  "scale=out_color_matrix=bt709,format=yuv420p -c:v libx264 -preset ultrafast large.mp4")
+                .status,
+            0);
+  ASSERT_EQ(run("render large.mp4 large.y4m --size 64x36").status, 0);
+  expectLikeness("large.y4m", "large.mp4", "scale=64:36", "");
 }
 
 TEST_F(VideoProgram, InterruptedRenderingLeavesNothing) {

@@ -25,8 +25,8 @@ struct RawOptions {
 
 std::string checkOutput(const std::string& path) {
   const std::string ending = std::filesystem::path(path).extension();
-  const bool known = ending == ".mp4" || ending == ".mkv" || ending == ".webm";
-  return known ? "" : "'" + path + "' does not end in .mp4, .mkv or .webm";
+  const bool known = ending == ".mp4" || ending == ".mkv" || ending == ".webm" || ending == ".y4m";
+  return known ? "" : "'" + path + "' does not end in .mp4, .mkv, .webm or .y4m";
 }
 
 std::string checkEvenSize(const std::string& text) {
@@ -39,7 +39,7 @@ std::string checkEvenSize(const std::string& text) {
 void describe(CLI::App& app, RawOptions& raw) {
   RenderOptions& o = raw.options;
   app.add_option("input", o.input, "Video to look into")->required()->type_name("FILE");
-  app.add_option("output", o.output, "Video to write: .mp4, .mkv or .webm")
+  app.add_option("output", o.output, "Video to write: .mp4, .mkv, .webm, or .y4m (not compressed, no sound)")
       ->required()
       ->check(CLI::Validator(checkOutput, ""))
       ->type_name("FILE");

@@ -5,6 +5,8 @@
 #include <cmath>
 #include <cstdio>
 #include <filesystem>
+#include <functional>
+#include <optional>
 #include <system_error>
 
 #include "apps/zelview/BackEnd.h"
@@ -62,15 +64,10 @@ void startDisplay(CGSize size) {
   chooseBackEnd(BackEnd::Automatic);
 }
 
-}  // namespace
-
-int renderVideo(const RenderOptions& options) {
-  checkReadable(options.input);
-  const CameraPath path =
-      options.path.empty() ? CameraPath(options.camera) : readCameraPath(options.path, options.pathIsLinear);
-  startDisplay(options.size);
+/// Throws `ViewerError` or `Interruption`.
+void renderFrames(const RenderOptions& options, const CameraPath& path, const std::function<bool()>& interrupted,
+                  uint64_t* frames) {
   UnfinishedFile file(options.output);
-
   TranscoderSettings settings;
   settings.input = options.input;
   settings.output = file.path();
@@ -79,6 +76,7 @@ int renderVideo(const RenderOptions& options) {
   settings.height = static_cast<size_t>(options.size.height);
   settings.framesPerSecond = options.framesPerSecond;
   settings.quality = options.quality;
+  settings.interrupted = interrupted;
   Transcoder transcoder(settings);
   const ZELProjectionType type =
       decideVideoProjection(options.projection, options.input, transcoder.inputWidth(), transcoder.inputHeight());
@@ -87,24 +85,39 @@ int renderVideo(const RenderOptions& options) {
     std::fprintf(stderr, "drawn by: %s\nvideo: %zux%zu pixels, sound %s\n", renderer.rendererDescription().c_str(),
                  transcoder.inputWidth(), transcoder.inputHeight(), transcoder.soundDescription().c_str());
   }
-  bool interrupted = false;
-  const QuitSignals signals([&interrupted] { interrupted = true; });
   Progress progress(transcoder.duration());
-  uint64_t frames = 0;
   while (const std::optional<DecodedFrame> frame = transcoder.nextFrame()) {
     Camera camera = path.cameraAt(frame->time);
     camera.mirror = options.camera.mirror;
-    transcoder.push(renderer.render(frame->pixels, camera));
-    if (interrupted) {
-      std::fprintf(stderr, "\nzelview: Interrupted after %llu frames; nothing is kept.\n",
-                   static_cast<unsigned long long>(frames));
-      return kInterrupted;
-    }
-    progress.update(frame->time, ++frames);
+    transcoder.push(*renderer.render(frame->pixels, camera));
+    progress.update(frame->time, ++*frames);
   }
   transcoder.finish();
   file.complete();
-  progress.finish(frames);
+  progress.finish(*frames);
+}
+
+}  // namespace
+
+int renderVideo(const RenderOptions& options) {
+  checkReadable(options.input);
+  const CameraPath path =
+      options.path.empty() ? CameraPath(options.camera) : readCameraPath(options.path, options.pathIsLinear);
+  startDisplay(options.size);
+  bool interrupted = false;
+  const QuitSignals signals([&interrupted] { interrupted = true; });
+  const auto checkSignals = [&interrupted] {
+    NSRunLoop::mainRunLoop().runPending();
+    return interrupted;
+  };
+  uint64_t frames = 0;
+  try {
+    renderFrames(options, path, checkSignals, &frames);
+  } catch (const Interruption&) {
+    std::fprintf(stderr, "\nzelview: Interrupted after %llu frames; nothing is kept.\n",
+                 static_cast<unsigned long long>(frames));
+    return kInterrupted;
+  }
   return 0;
 }
 

@@ -10,6 +10,9 @@
 #include <mutex>
 
 #include "apps/zelview/ViewerError.h"
+#include "apps/zelview/render/DecodedPixels.h"
+#include "apps/zelview/render/GstOwned.h"
+#include "apps/zelview/render/PlaneConversion.h"
 
 namespace zelview {
 namespace {
@@ -17,23 +20,17 @@ namespace {
 /// Decoded frames, and pictures that wait for the encoder: each of them may be of 12 MB and more.
 constexpr guint kFramesAhead = 3;
 constexpr GstClockTime kPatience = 60 * GST_SECOND;
+/// How long an interruption goes unnoticed at most.
+constexpr GstClockTime kGlance = 50 * GST_MSECOND;
 constexpr double kDefaultRate = 30.0;
-
-struct GstDeleter {
-  void operator()(GstElement* element) const { gst_object_unref(element); }
-  void operator()(GstSample* sample) const { gst_sample_unref(sample); }
-  void operator()(GstCaps* caps) const { gst_caps_unref(caps); }
-  void operator()(GstPad* pad) const { gst_object_unref(pad); }
-  void operator()(GstMessage* message) const { gst_message_unref(message); }
-};
-template <class Type>
-using GstPointer = std::unique_ptr<Type, GstDeleter>;
 
 /// The encoders that a container may hold, the best first; each with its settings for a quality of 1 to 100.
 struct Encoder {
   const char* element;
   const char* package;
   std::string (*settings)(int quality);
+  /// What makes its output fit for the muxers.
+  const char* tail;
 };
 
 /// From 40 (a quality of 1) down to 10, on the 0 to 51 scale of H.264's quantiser.
@@ -53,9 +50,11 @@ std::string vp8Settings(int quality) {
          std::to_string(std::lround(quantiser(quality) * 63.0 / 51.0));
 }
 
-constexpr Encoder kH264Encoders[] = {{"x264enc", "gstreamer1.0-plugins-ugly", x264Settings},
-                                     {"openh264enc", "gstreamer1.0-plugins-bad", openH264Settings}};
-constexpr Encoder kWebMEncoders[] = {{"vp8enc", "gstreamer1.0-plugins-good", vp8Settings}};
+// The parser comes in the same package as the encoder that needs it.
+constexpr Encoder kH264Encoders[] = {
+    {"x264enc", "gstreamer1.0-plugins-ugly", x264Settings, " ! video/x-h264,profile=high,stream-format=avc"},
+    {"openh264enc", "gstreamer1.0-plugins-bad", openH264Settings, " ! h264parse"}};
+constexpr Encoder kWebMEncoders[] = {{"vp8enc", "gstreamer1.0-plugins-good", vp8Settings, ""}};
 
 bool exists(const char* element) {
   GstElementFactory* factory = gst_element_factory_find(element);
@@ -67,7 +66,7 @@ bool exists(const char* element) {
 template <size_t Count>
 std::string encoderDescription(const Encoder (&encoders)[Count], int quality) {
   for (const Encoder& encoder : encoders) {
-    if (exists(encoder.element)) return encoder.element + std::string(" ") + encoder.settings(quality);
+    if (exists(encoder.element)) return encoder.element + std::string(" ") + encoder.settings(quality) + encoder.tail;
   }
   throw ViewerError(std::string("The encoder ") + encoders[0].element + " is missing (it is in the package " +
                     encoders[0].package + ").");
@@ -75,44 +74,22 @@ std::string encoderDescription(const Encoder (&encoders)[Count], int quality) {
 
 /// What comes after the pictures, up to the muxer.
 std::string encodingBranch(const TranscoderSettings& settings) {
-  if (settings.container == ".webm") return encoderDescription(kWebMEncoders, settings.quality);
-  return encoderDescription(kH264Encoders, settings.quality) + " ! video/x-h264,profile=high ! h264parse";
+  if (settings.container == ".y4m") return "identity";
+  return settings.container == ".webm" ? encoderDescription(kWebMEncoders, settings.quality)
+                                       : encoderDescription(kH264Encoders, settings.quality);
 }
 
 const char* muxerOf(const std::string& container) {
   if (container == ".webm") return "webmmux";
+  if (container == ".y4m") return "y4menc";
   return container == ".mkv" ? "matroskamux" : "mp4mux";
 }
-
-/// The pictures' caps in the branch that draws: two planes as the kit's programs take them.
-constexpr const char* kDecodedCaps = "video/x-raw,format=NV12,colorimetry=bt709,pixel-aspect-ratio=1/1";
 
 bool startsWith(GstPad* pad, const char* kind) {
   GstPointer<GstCaps> caps(gst_pad_get_current_caps(pad));
   if (!caps) caps.reset(gst_pad_query_caps(pad, nullptr));
   return gst_caps_get_size(caps.get()) > 0 &&
          g_str_has_prefix(gst_structure_get_name(gst_caps_get_structure(caps.get(), 0)), kind);
-}
-
-/// The frame as the kit takes it, without a copy: the decoder's memory is held until the kit lets go of it.
-CVPixelBufferRef pixelsOf(GstSample* sample, const GstVideoInfo& info) {
-  auto* frame = new GstVideoFrame;
-  if (!gst_video_frame_map(frame, &info, gst_sample_get_buffer(sample), GST_MAP_READ)) {
-    delete frame;
-    return nullptr;
-  }
-  const auto plane = [&](guint index, size_t width, size_t height) {
-    return CVPixelBuffer::Plane{GST_VIDEO_FRAME_PLANE_DATA(frame, index), width, height,
-                                static_cast<size_t>(GST_VIDEO_FRAME_PLANE_STRIDE(frame, index))};
-  };
-  const auto width = static_cast<size_t>(GST_VIDEO_FRAME_WIDTH(frame));
-  const auto height = static_cast<size_t>(GST_VIDEO_FRAME_HEIGHT(frame));
-  return CVPixelBuffer::createWithPlanarBytes(width, height, kCVPixelFormatType_420YpCbCr8BiPlanarVideoRange,
-                                              {plane(0, width, height), plane(1, (width + 1) / 2, (height + 1) / 2)},
-                                              [frame] {
-                                                gst_video_frame_unmap(frame);
-                                                delete frame;
-                                              });
 }
 
 /// A bin of that description. Its open ends are those of the elements `first` and, if there is one, `last`: the
@@ -148,6 +125,9 @@ struct Transcoder::Pipeline {
   void linkVideo(GstPad* pad);
   void linkSound(GstPad* pad);
   void readFormat(GstSample* sample);
+  GstPointer<GstSample> pull();
+  bool hasFailed() const;
+  void checkInterrupted() const;
   [[noreturn]] void fail();
   std::string messageText();
 
@@ -165,6 +145,10 @@ struct Transcoder::Pipeline {
   std::atomic<bool> drained{false};
 
   GstVideoInfo info{};
+  DecodedPixels pixels;
+  GstVideoInfo written{};
+  /// What the encoder takes.
+  GstPointer<GstBufferPool> picturePool;
   GstPointer<GstSample> next;
   GstClockTime firstTime = GST_CLOCK_TIME_NONE;
   GstClockTime frameTime = 0;
@@ -174,9 +158,7 @@ struct Transcoder::Pipeline {
 void Transcoder::Pipeline::build() {
   gst_init(nullptr, nullptr);
   const std::string text = std::string("filesrc name=in ! parsebin name=parse ") + muxerOf(settings.container) +
-                           " name=mux ! filesink name=out async=false appsrc name=pictures format=time ! queue "
-                           "max-size-buffers=3 max-size-bytes=0 max-size-time=0 ! videoconvert n-threads=2 ! "
-                           "video/x-raw,format=I420,colorimetry=bt709 ! " +
+                           " name=mux ! filesink name=out async=false appsrc name=pictures format=time ! " +
                            encodingBranch(settings) + " ! queue ! mux.";
   GError* error = nullptr;
   pipeline.reset(gst_parse_launch(text.c_str(), &error));
@@ -201,7 +183,8 @@ void Transcoder::Pipeline::build() {
 
 void Transcoder::Pipeline::padAdded(GstPad* pad) {
   if (startsWith(pad, "video/") && !hasVideo.exchange(true)) return linkVideo(pad);
-  if (startsWith(pad, "audio/") && !hasSound.exchange(true)) return linkSound(pad);
+  const bool takesSound = settings.container != ".y4m";
+  if (takesSound && startsWith(pad, "audio/") && !hasSound.exchange(true)) return linkSound(pad);
   // Further tracks, and what is neither: to nowhere.
   GstElement* nowhere = gst_element_factory_make("fakesink", nullptr);
   g_object_set(nowhere, "sync", FALSE, "async", FALSE, nullptr);
@@ -214,7 +197,8 @@ void Transcoder::Pipeline::padAdded(GstPad* pad) {
 /// Decoded, converted where the stream is of another kind, and taken by the program.
 void Transcoder::Pipeline::linkVideo(GstPad* pad) {
   std::string text =
-      "decodebin name=first ! queue max-size-buffers=2 max-size-bytes=0 max-size-time=0 ! videoconvert n-threads=2 ! ";
+      "decodebin name=first ! queue max-size-buffers=2 max-size-bytes=0 max-size-time=0 ! "
+      "videoconvert name=converter n-threads=2 ! ";
   std::string caps = kDecodedCaps;
   if (settings.framesPerSecond) {
     text += "videorate ! ";
@@ -226,6 +210,8 @@ void Transcoder::Pipeline::linkVideo(GstPad* pad) {
   text += caps + " ! appsink name=frames sync=false async=false max-buffers=" + std::to_string(kFramesAhead);
   GstElement* branch = makeBranch(text, nullptr);
   sink.reset(gst_bin_get_by_name(GST_BIN(branch), "frames"));
+  answerAllocations(sink.get());
+  correctColours(GstPointer<GstElement>(gst_bin_get_by_name(GST_BIN(branch), "converter")).get());
   gst_bin_add(GST_BIN(pipeline.get()), branch);
   gst_element_sync_state_with_parent(branch);
   const GstPointer<GstPad> target(gst_element_get_static_pad(branch, "sink"));
@@ -273,6 +259,30 @@ std::string Transcoder::Pipeline::messageText() {
   return text;
 }
 
+void Transcoder::Pipeline::checkInterrupted() const {
+  if (settings.interrupted && settings.interrupted()) throw Interruption{};
+}
+
+/// None at the end, or after a failure.
+GstPointer<GstSample> Transcoder::Pipeline::pull() {
+  GstPointer<GstSample> sample;
+  for (GstClockTime waited = 0; !sample && waited < kPatience; waited += kGlance) {
+    checkInterrupted();
+    sample.reset(gst_app_sink_try_pull_sample(GST_APP_SINK(sink.get()), kGlance));
+    if (!sample && (gst_app_sink_is_eos(GST_APP_SINK(sink.get())) || hasFailed())) break;
+  }
+  return sample;
+}
+
+bool Transcoder::Pipeline::hasFailed() const {
+  GstBus* bus = gst_element_get_bus(pipeline.get());
+  const GstPointer<GstMessage> message(gst_bus_pop_filtered(bus, GST_MESSAGE_ERROR));
+  // It is read again by whoever says what went wrong.
+  if (message) gst_bus_post(bus, gst_message_ref(message.get()));
+  gst_object_unref(bus);
+  return message != nullptr;
+}
+
 void Transcoder::Pipeline::fail() {
   const std::string reason = messageText();
   throw ViewerError("The video \"" + settings.input +
@@ -286,6 +296,7 @@ void Transcoder::Pipeline::start() {
   std::string reason;
   while (!videoReady && !drained && reason.empty() && g_get_monotonic_time() < deadline) {
     const GstPointer<GstMessage> message(gst_bus_timed_pop_filtered(bus, 10 * GST_MSECOND, GST_MESSAGE_ERROR));
+    checkInterrupted();
     if (!message) continue;
     GError* error = nullptr;
     gst_message_parse_error(message.get(), &error, nullptr);
@@ -297,7 +308,7 @@ void Transcoder::Pipeline::start() {
   if (!reason.empty()) throw ViewerError("The video \"" + settings.input + "\" cannot be rendered: " + reason + ".");
   // The parser shows all tracks before it lets go of the first byte of any.
   if (!videoReady) throw ViewerError("The file \"" + settings.input + "\" has no video track.");
-  next.reset(gst_app_sink_try_pull_sample(GST_APP_SINK(sink.get()), kPatience));
+  next = pull();
   if (!next) fail();
   readFormat(next.get());
 }
@@ -309,10 +320,17 @@ void Transcoder::Pipeline::readFormat(GstSample* sample) {
   const int denominator = hasRate ? info.fps_d : 1;
   frameDuration = gst_util_uint64_scale(GST_SECOND, denominator, numerator);
   const GstPointer<GstCaps> caps(gst_caps_new_simple(
-      "video/x-raw", "format", G_TYPE_STRING, "RGBx", "width", G_TYPE_INT, static_cast<int>(settings.width), "height",
+      "video/x-raw", "format", G_TYPE_STRING, "I420", "width", G_TYPE_INT, static_cast<int>(settings.width), "height",
       G_TYPE_INT, static_cast<int>(settings.height), "framerate", GST_TYPE_FRACTION, numerator, denominator,
-      "pixel-aspect-ratio", GST_TYPE_FRACTION, 1, 1, "colorimetry", G_TYPE_STRING, "sRGB", nullptr));
+      "pixel-aspect-ratio", GST_TYPE_FRACTION, 1, 1, "interlace-mode", G_TYPE_STRING, "progressive", "colorimetry",
+      G_TYPE_STRING, GST_VIDEO_COLORIMETRY_BT709, nullptr));
   gst_app_src_set_caps(GST_APP_SRC(source.get()), caps.get());
+  gst_video_info_from_caps(&written, caps.get());
+  picturePool.reset(gst_video_buffer_pool_new());
+  GstStructure* config = gst_buffer_pool_get_config(picturePool.get());
+  gst_buffer_pool_config_set_params(config, caps.get(), static_cast<guint>(GST_VIDEO_INFO_SIZE(&written)), 0, 0);
+  gst_buffer_pool_set_config(picturePool.get(), config);
+  gst_buffer_pool_set_active(picturePool.get(), TRUE);
 }
 
 Transcoder::Transcoder(const TranscoderSettings& settings) : pipeline_(std::make_unique<Pipeline>(settings)) {
@@ -340,14 +358,14 @@ std::string Transcoder::soundDescription() const {
 std::optional<DecodedFrame> Transcoder::nextFrame() {
   Pipeline& p = *pipeline_;
   GstPointer<GstSample> sample = std::move(p.next);
-  if (!sample) sample.reset(gst_app_sink_try_pull_sample(GST_APP_SINK(p.sink.get()), kPatience));
+  if (!sample) sample = p.pull();
   if (!sample) {
     if (gst_app_sink_is_eos(GST_APP_SINK(p.sink.get()))) return std::nullopt;
     p.fail();
   }
   // A stream may change its size in the middle.
   gst_video_info_from_caps(&p.info, gst_sample_get_caps(sample.get()));
-  const GstBuffer* buffer = gst_sample_get_buffer(sample.get());
+  GstBuffer* buffer = gst_sample_get_buffer(sample.get());
   const GstClockTime time =
       gst_segment_to_running_time(gst_sample_get_segment(sample.get()), GST_FORMAT_TIME, GST_BUFFER_PTS(buffer));
   // A frame without a time follows the one before.
@@ -355,32 +373,46 @@ std::optional<DecodedFrame> Transcoder::nextFrame() {
                 : GST_CLOCK_TIME_IS_VALID(p.firstTime) ? p.frameTime + p.frameDuration
                                                        : 0;
   if (!GST_CLOCK_TIME_IS_VALID(p.firstTime)) p.firstTime = p.frameTime;
-  DecodedFrame frame{pixelsOf(sample.get(), p.info),
+  DecodedFrame frame{p.pixels.pixelsOf(buffer, p.info),
                      static_cast<double>(p.frameTime - std::min(p.firstTime, p.frameTime)) / GST_SECOND};
   if (!frame.pixels) throw ViewerError("A frame of the video \"" + p.settings.input + "\" cannot be read.");
   return frame;
 }
 
-void Transcoder::push(std::shared_ptr<CGImage> picture) {
-  const size_t size = picture->bytesPerRow() * picture->height();
-  auto* bytes = const_cast<uint8_t*>(picture->bytes());
-  auto* holder = new std::shared_ptr<CGImage>(std::move(picture));
-  GstBuffer* buffer =
-      gst_buffer_new_wrapped_full(GST_MEMORY_FLAG_READONLY, bytes, size, 0, size, holder,
-                                  [](gpointer held) { delete static_cast<std::shared_ptr<CGImage>*>(held); });
-  GST_BUFFER_PTS(buffer) = pipeline_->frameTime;
-  GST_BUFFER_DURATION(buffer) = pipeline_->frameDuration;
-  if (gst_app_src_push_buffer(GST_APP_SRC(pipeline_->source.get()), buffer) != GST_FLOW_OK) pipeline_->fail();
+void Transcoder::push(const CGImage& picture) {
+  Pipeline& p = *pipeline_;
+  GstBuffer* buffer = nullptr;
+  GstVideoFrame frame;
+  if (gst_buffer_pool_acquire_buffer(p.picturePool.get(), &buffer, nullptr) != GST_FLOW_OK) p.fail();
+  if (!gst_video_frame_map(&frame, &p.written, buffer, GST_MAP_WRITE)) {
+    gst_buffer_unref(buffer);
+    p.fail();
+  }
+  PlanesToWrite planes{};
+  for (guint plane = 0; plane < 3; ++plane) {
+    planes.rows[plane] = static_cast<uint8_t*>(GST_VIDEO_FRAME_PLANE_DATA(&frame, plane));
+    planes.bytesPerRow[plane] = static_cast<size_t>(GST_VIDEO_FRAME_PLANE_STRIDE(&frame, plane));
+  }
+  writePlanes(picture, planes);
+  gst_video_frame_unmap(&frame);
+  GST_BUFFER_PTS(buffer) = p.frameTime;
+  GST_BUFFER_DURATION(buffer) = p.frameDuration;
+  if (gst_app_src_push_buffer(GST_APP_SRC(p.source.get()), buffer) != GST_FLOW_OK) p.fail();
 }
 
 void Transcoder::finish() {
   gst_app_src_end_of_stream(GST_APP_SRC(pipeline_->source.get()));
   GstBus* bus = gst_element_get_bus(pipeline_->pipeline.get());
-  const GstPointer<GstMessage> message(
-      gst_bus_timed_pop_filtered(bus, 5 * kPatience, static_cast<GstMessageType>(GST_MESSAGE_EOS | GST_MESSAGE_ERROR)));
+  const auto ends = static_cast<GstMessageType>(GST_MESSAGE_EOS | GST_MESSAGE_ERROR);
+  GstPointer<GstMessage> message;
+  for (GstClockTime waited = 0; !message && waited < 5 * kPatience; waited += kGlance) {
+    if (pipeline_->settings.interrupted && pipeline_->settings.interrupted()) break;
+    message.reset(gst_bus_timed_pop_filtered(bus, kGlance, ends));
+  }
   if (message && GST_MESSAGE_TYPE(message.get()) == GST_MESSAGE_ERROR)
     gst_bus_post(bus, gst_message_ref(message.get()));
   gst_object_unref(bus);
+  if (!message) pipeline_->checkInterrupted();
   if (!message || GST_MESSAGE_TYPE(message.get()) == GST_MESSAGE_ERROR) pipeline_->fail();
   gst_element_set_state(pipeline_->pipeline.get(), GST_STATE_NULL);
 }

@@ -4,6 +4,7 @@
 #include <ZELPlatform/CoreVideo.h>
 
 #include <cstdint>
+#include <functional>
 #include <memory>
 #include <optional>
 #include <string>
@@ -16,7 +17,8 @@ struct TranscoderSettings {
   /// The file that is written; its name's ending chooses the container. A caller that wants no partly written file
   /// under a name gives another one here and renames.
   std::string output;
-  /// The ending that chooses container and encoder: ".mp4", ".mkv" or ".webm".
+  /// The ending that chooses container and encoder: ".mp4", ".mkv", ".webm", or ".y4m" for pictures that are not
+  /// compressed, without sound.
   std::string container;
   size_t width = 0;
   size_t height = 0;
@@ -24,7 +26,12 @@ struct TranscoderSettings {
   std::optional<double> framesPerSecond;
   /// 1 (smallest) to 100 (best).
   int quality = 75;
+  /// Asked several times a second by whatever waits; may be empty.
+  std::function<bool()> interrupted;
 };
+
+/// Thrown by whatever waits when `TranscoderSettings::interrupted` says so.
+struct Interruption {};
 
 /// A decoded frame, two planes, video range, BT.709.
 struct DecodedFrame {
@@ -54,7 +61,7 @@ class Transcoder {
 
   /// Hands over the picture for the frame that was taken last: of the output's size. Blocks while the encoder is
   /// behind.
-  void push(std::shared_ptr<CGImage> picture);
+  void push(const CGImage& picture);
 
   /// Ends the output and waits until it is written whole. Throws `ViewerError`.
   void finish();

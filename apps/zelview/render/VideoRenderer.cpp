@@ -40,10 +40,12 @@ VideoRenderer::~VideoRenderer() {
 std::string VideoRenderer::rendererDescription() const { return view_->rendererDescription(); }
 
 std::shared_ptr<CGImage> VideoRenderer::render(const CVPixelBufferRef& frame, const Camera& camera) {
+  // A refresh asks for the frame of one period later. What is pushed up to that time counts as seen already, so the
+  // next frame has to come after it.
+  clock_->advance(2 * kPeriod);
   source_->updateWithPixelBuffer(frame, CMTime{});
   controller_->setCamera(camera);
   view_->setZoom(camera.zoom);
-  clock_->advance(kPeriod);
   DisplayRefresh::shared().refresh(CACurrentMediaTime(), kPeriod);
   // Waits for the frame under way.
   const std::shared_ptr<UIImage> picture = view_->takeSnapshot();
