@@ -55,8 +55,7 @@ std::optional<Shown> Cinema::look() {
   CMTime frameTime = kCMTimeInvalid;
   const CVPixelBufferRef frame = output_->copyPixelBufferForItemTime(itemTime, &frameTime);
   if (!frame) return std::nullopt;
-  return Shown{hostTime, CMTimeGetSeconds(itemTime), CMTimeGetSeconds(frameTime), frameNumber(frame), gap,
-               wasAhead};
+  return Shown{hostTime, CMTimeGetSeconds(itemTime), CMTimeGetSeconds(frameTime), frameNumber(frame), gap, wasAhead};
 }
 
 std::vector<Shown> Cinema::playTo(double seconds) {

@@ -53,8 +53,9 @@ void FilmServer::answer(int connection) {
     if (count <= 0) return;
     request.append(piece, static_cast<size_t>(count));
   }
-  const std::string head = "HTTP/1.0 200 OK\r\nContent-Type: video/x-matroska\r\nContent-Length: " +
-                           std::to_string(film_.size()) + "\r\n\r\n";
+  const std::string head =
+      "HTTP/1.0 200 OK\r\nContent-Type: video/x-matroska\r\nContent-Length: " + std::to_string(film_.size()) +
+      "\r\n\r\n";
   const std::string sent = head + film_.substr(0, bytes_);
   for (size_t at = 0; at < sent.size();) {
     const ssize_t count = send(connection, sent.data() + at, sent.size() - at, MSG_NOSIGNAL);

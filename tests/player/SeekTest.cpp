@@ -67,10 +67,11 @@ TEST_P(Seek, ShowsTheFrameOfThatTimeEachTime) {
 
 INSTANTIATE_TEST_SUITE_P(
     Containers, Seek,
-    testing::Values(Container{"H264InMp4", "mp4", "-c:v libx264 -preset ultrafast -bf 2 -g 30 -pix_fmt yuv420p", 0.0, kRounds},
-                    Container{"WithSound", "mp4", "-c:v libx264 -preset ultrafast -bf 2 -g 30 -pix_fmt yuv420p", 3.0, 40},
-                    Container{"Vp8InMatroska", "mkv", "-c:v libvpx -deadline realtime -cpu-used 8 -b:v 2M -g 30", 0.0, 40},
-                    Container{"JpegInMatroska", "mkv", "-c:v mjpeg -q:v 3 -pix_fmt yuvj420p", 0.0, 40}),
+    testing::Values(
+        Container{"H264InMp4", "mp4", "-c:v libx264 -preset ultrafast -bf 2 -g 30 -pix_fmt yuv420p", 0.0, kRounds},
+        Container{"WithSound", "mp4", "-c:v libx264 -preset ultrafast -bf 2 -g 30 -pix_fmt yuv420p", 3.0, 40},
+        Container{"Vp8InMatroska", "mkv", "-c:v libvpx -deadline realtime -cpu-used 8 -b:v 2M -g 30", 0.0, 40},
+        Container{"JpegInMatroska", "mkv", "-c:v mjpeg -q:v 3 -pix_fmt yuvj420p", 0.0, 40}),
     [](const auto& info) { return info.param.name; });
 
 class SeekWhile : public PlayerFixture {};
