@@ -111,7 +111,7 @@ struct Playing {
   /// Per shown frame.
   double uploads = 0.0;
   double uploadedBytes = 0.0;
-  double converted = 0.0;
+  double rewrittenBytes = 0.0;
   std::string renderer;
 };
 
@@ -156,7 +156,7 @@ Playing play(const std::string& path, CGSize size, bool turning) {
   ZELPlatform::PixelCounters& counters = ZELPlatform::pixelCounters();
   const uint64_t uploads = counters.uploads;
   const uint64_t bytes = counters.uploadedBytes;
-  const uint64_t converted = counters.convertedPlanes;
+  const uint64_t rewritten = counters.rewrittenFrameBytes;
   const uint64_t shownBefore = item->shownFrameCount();
   const double processor = ZELBench::processorSeconds();
   player->play();
@@ -167,7 +167,7 @@ Playing play(const std::string& path, CGSize size, bool turning) {
   const auto since = static_cast<double>(std::max<uint64_t>(playing.shown - shownBefore, 1));
   playing.uploads = static_cast<double>(counters.uploads - uploads) / since;
   playing.uploadedBytes = static_cast<double>(counters.uploadedBytes - bytes) / since;
-  playing.converted = static_cast<double>(counters.convertedPlanes - converted) / since;
+  playing.rewrittenBytes = static_cast<double>(counters.rewrittenFrameBytes - rewritten) / since;
   playing.renderer = view->rendererDescription();
   judge(*source, &playing);
   view->setContentSource(nullptr);
@@ -239,7 +239,7 @@ int measureHard(const std::string& path, int rounds) {
               1000.0 / ZELBench::distributionOf(kit).median);
   std::printf("| played / the slower of bare and the film's pace | %s (limit 1.3) |\n", cell(ratio, "").c_str());
   std::printf("| the same in processor time per frame | %s |\n", cell(processorRatio, "").c_str());
-  std::printf("| planes written by the processor, without the upload | %.2f |\n", last.converted);
+  std::printf("| bytes written by the processor, without the upload | %.0f |\n", last.rewrittenBytes);
   std::printf("| planes uploaded, bytes | %.2f, %.0f |\n\nRenderer: %s\n", last.uploads, last.uploadedBytes,
               last.renderer.c_str());
   return 0;

@@ -1,8 +1,10 @@
 #include "drivers/gstreamer/Film.h"
 
+#include "drivers/gstreamer/ColourRange.h"
 #include "drivers/gstreamer/Description.h"
 #include "drivers/gstreamer/Reasons.h"
 #include "drivers/gstreamer/Sound.h"
+#include "drivers/gstreamer/Tasks.h"
 
 #include <gst/pbutils/pbutils.h>
 
@@ -22,6 +24,20 @@ constexpr guint kNativeVideo = 0x40;
 constexpr guint kBuffering = 0x100;
 
 constexpr double kSecond = GST_SECOND;
+
+/// Between two looks at a file that is being opened, and how often nobody may be found at work on it.
+constexpr double kOpeningCheck = 0.25;
+constexpr int kMostIdleChecks = 4;
+
+/// Seconds after which a server that sends nothing is given up.
+constexpr guint kServerPatience = 10;
+
+/// For the signal "source-setup".
+void limitSilence(GstElement* /*playbin*/, GstElement* source, gpointer /*data*/) {
+  const GParamSpec* timeout = g_object_class_find_property(G_OBJECT_GET_CLASS(source), "timeout");
+  // Sources that count it in another unit have another type for it.
+  if (timeout && timeout->value_type == G_TYPE_UINT) g_object_set(source, "timeout", kServerPatience, nullptr);
+}
 
 /// Empty when GStreamer has been started.
 std::string startGStreamer() {
@@ -80,6 +96,7 @@ void Film::seek(const MediaSeek& seek) {
   {
     const std::lock_guard lock(mutex_);
     seeking_ = true;
+    isPrerolled_ = false;
   }
   queue_->async([self = shared_from_this(), seek] { self->applySeek(seek); });
 }
@@ -117,6 +134,11 @@ void Film::start() {
   const GstStateChangeReturn result = gst_element_set_state(playbin_.get(), GST_STATE_PAUSED);
   // What went wrong is on the bus.
   if (result == GST_STATE_CHANGE_FAILURE) fail("it cannot be opened");
+  if (result == GST_STATE_CHANGE_ASYNC && isFile(url_)) {
+    openingTimer_ = std::make_unique<PeriodicTimer>(kOpeningCheck, [weak = weak_from_this()] {
+      if (const auto film = weak.lock()) film->order(&Film::watchOpening);
+    });
+  }
   if (result != GST_STATE_CHANGE_NO_PREROLL) return;
   // A camera or a live stream gives its first frame only when it runs.
   {
@@ -134,15 +156,21 @@ std::string Film::openPlaybin() {
   if (!playbin)
     return "the element playbin3 is not installed (on Debian, the package gstreamer1.0-plugins-base has it)";
   playbin_.reset(GST_ELEMENT(gst_object_ref_sink(playbin)));
-  tap_ = std::make_unique<VideoTap>(session_, VideoTap::Events{[this] { frameArrived(); }, [this] { reportEnd(); },
+  tap_ = std::make_unique<VideoTap>(session_, VideoTap::Events{[this] { sequenceArrived(); }, [this] { reportEnd(); },
                                                                [weak = weak_from_this()] {
                                                                  if (const auto film = weak.lock())
                                                                    film->order(&Film::describeAgain);
                                                                }});
   const guint sound = session_->isStepped ? 0 : kPlayAudio | kSoftVolume | kBuffering;
   g_signal_connect(playbin, "deep-element-added", G_CALLBACK(keepSoundInStep), nullptr);
+  g_signal_connect(playbin, "deep-element-added", G_CALLBACK(leaveRangeToDecoder), nullptr);
+  g_signal_connect(playbin, "source-setup", G_CALLBACK(limitSilence), nullptr);
   g_object_set(playbin, "uri", url.c_str(), "flags", kPlayVideo | kNativeVideo | sound, "video-sink", tap_->sink(),
-               "volume", volume_, "mute", static_cast<gboolean>(muted_), nullptr);
+               nullptr);
+  {
+    const std::lock_guard lock(mutex_);
+    g_object_set(playbin, "volume", volume_, "mute", static_cast<gboolean>(muted_), nullptr);
+  }
   g_object_set(playbin, "audio-sink", makeSoundSink(), "audio-filter", makePitchKeeper(), nullptr);
   // The clock that host time comes from; sound is made to follow it.
   const GstPointer<GstClock> clock(gst_system_clock_obtain());
@@ -152,8 +180,26 @@ std::string Film::openPlaybin() {
   return "";
 }
 
+/// When a demuxer finds nothing in a file within the moment in which it is plugged in, its complaint is lost in the bin
+/// that plugs it, and the pipeline opens for ever: seen from here, nobody is at work and nothing has come of it.
+void Film::watchOpening() {
+  if (closed_ || !openingTimer_) return;
+  {
+    const std::lock_guard lock(mutex_);
+    if (opening_ != Opening::Underway || finishing_) {
+      openingTimer_ = nullptr;
+      return;
+    }
+  }
+  idleChecks_ = hasRunningTask(GST_BIN(playbin_.get())) ? 0 : idleChecks_ + 1;
+  if (idleChecks_ < kMostIdleChecks) return;
+  openingTimer_ = nullptr;
+  fail("it is damaged or incomplete");
+}
+
 void Film::stop() {
   closed_ = true;
+  openingTimer_ = nullptr;
   session_->frames.close();
   if (!playbin_) return;
   gst_element_set_state(playbin_.get(), GST_STATE_NULL);
@@ -335,15 +381,17 @@ void Film::handle(GstMessage* message) {
 
 /// The pipeline's clock goes: from now on item time does too.
 void Film::clockStarted() {
+  bool isLive = false;
   {
     const std::lock_guard lock(mutex_);
+    isLive = isLive_;
     isPlaying_ = true;
     if (seeking_ || session_->isStepped || (opening_ == Opening::Ready && !wantsPlaying_)) return;
   }
   const std::optional<VideoTap::Line> line = tap_->line();
   if (!line) return;
   double latency = 0.0;
-  if (isLive_) {
+  if (isLive) {
     const GstMiniPointer<GstQuery> query(gst_query_new_latency());
     GstClockTime least = 0;
     if (gst_element_query(playbin_.get(), query.get())) {
@@ -373,6 +421,8 @@ void Film::holdTimeline() {
 /// Every sink has something: the film is open, or a seek has arrived.
 void Film::prerolled() {
   const bool arrived = tap_->hasArrived();
+  // A pause may report this while a seek is still to begin.
+  const bool begun = tap_->hasBegun();
   {
     const std::lock_guard lock(mutex_);
     if (opening_ == Opening::Underway) {
@@ -380,7 +430,18 @@ void Film::prerolled() {
       if ((arrived || !isLive_) && !std::exchange(finishing_, true)) order(&Film::finishOpening);
       return;
     }
-    if (opening_ == Opening::Failed || !arrived || !std::exchange(seeking_, false)) return;
+    isPrerolled_ = isPrerolled_ || begun;
+  }
+  finishSeek();
+}
+
+/// A seek has arrived when the pipeline says so and the tap has a frame, or the end: which of them comes first is
+/// chance.
+void Film::finishSeek() {
+  const bool arrived = tap_->hasArrived();
+  {
+    const std::lock_guard lock(mutex_);
+    if (opening_ != Opening::Ready || !arrived || !isPrerolled_ || !std::exchange(seeking_, false)) return;
     atEnd_ = false;
   }
   if (const std::optional<VideoTap::Line> line = tap_->line(); line && !session_->isStepped) {
@@ -390,12 +451,15 @@ void Film::prerolled() {
   listener_->seekFinished(true);
 }
 
-/// Live films do not tell in any other way that they run.
-void Film::frameArrived() {
+void Film::sequenceArrived() {
+  bool isOpen = false;
   {
     const std::lock_guard lock(mutex_);
-    if (!isLive_ || opening_ != Opening::Underway || std::exchange(finishing_, true)) return;
+    isOpen = opening_ != Opening::Underway;
+    // Live films do not tell in any other way that they run.
+    if (!isOpen && (!isLive_ || std::exchange(finishing_, true))) return;
   }
+  if (isOpen) return finishSeek();
   order(&Film::finishOpening);
 }
 

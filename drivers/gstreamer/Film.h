@@ -1,6 +1,7 @@
 #pragma once
 
 #include "drivers/gstreamer/GstPointer.h"
+#include "drivers/gstreamer/PeriodicTimer.h"
 #include "drivers/gstreamer/VideoTap.h"
 #include "platform/avfoundation/MediaDriver.h"
 
@@ -42,6 +43,7 @@ class Film final : public std::enable_shared_from_this<Film> {
   void applyPlaying();
   void applySeek(const MediaSeek& seek);
   void describeAgain();
+  void watchOpening();
   void stop();
   void fail(const std::string& reason);
 
@@ -50,7 +52,8 @@ class Film final : public std::enable_shared_from_this<Film> {
   void clockStarted();
   void holdTimeline();
   void prerolled();
-  void frameArrived();
+  void sequenceArrived();
+  void finishSeek();
   void noteBuffering(GstMessage* message);
   void reportEnd();
   MediaDescription describe();
@@ -64,6 +67,8 @@ class Film final : public std::enable_shared_from_this<Film> {
   GstPointer<GstElement> playbin_;
   std::unique_ptr<VideoTap> tap_;
   bool closed_ = false;
+  std::unique_ptr<PeriodicTimer> openingTimer_;
+  int idleChecks_ = 0;
 
   /// Guards what follows.
   std::mutex mutex_;
@@ -73,6 +78,8 @@ class Film final : public std::enable_shared_from_this<Film> {
   bool wantsPlaying_ = false;
   bool isPlaying_ = false;
   bool seeking_ = false;
+  /// Every sink has had something since the seek under way began.
+  bool isPrerolled_ = false;
   bool atEnd_ = false;
   double latency_ = 0.0;
   double volume_ = 1.0;

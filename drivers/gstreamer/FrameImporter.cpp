@@ -160,7 +160,7 @@ CVPixelBufferRef FrameImporter::borrow(GstBuffer* buffer, const GstVideoInfo& in
     interleaveRow(frame->plane(u) + y * frame->bytesPerRow(u), frame->plane(v) + y * frame->bytesPerRow(v),
                   memory.get() + y * layout.chromaRow, layout.chromaWidth);
   }
-  ++pixelCounters().convertedPlanes;
+  pixelCounters().rewrittenFrameBytes += 2 * layout.chromaWidth * layout.chromaHeight;
   const CVPixelBuffer::Plane chroma{memory.get(), layout.chromaWidth, layout.chromaHeight, layout.chromaRow};
   return wrap(layout, luma, chroma, [frame, memory] {});
 }
@@ -209,7 +209,7 @@ CVPixelBufferRef FrameImporter::convert(GstBuffer* buffer, const GstVideoInfo& i
     gst_video_frame_unmap(&written);
     if (!converter) return nullptr;
   }
-  pixelCounters().convertedPlanes += 2;
+  pixelCounters().rewrittenFrameBytes += layout.width * layout.height + 2 * layout.chromaWidth * layout.chromaHeight;
   const CVPixelBuffer::Plane luma{memory.get(), layout.width, layout.height, layout.lumaRow};
   const CVPixelBuffer::Plane chroma{memory.get() + layout.lumaBytes, layout.chromaWidth, layout.chromaHeight,
                                     layout.chromaRow};

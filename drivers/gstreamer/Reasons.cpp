@@ -71,6 +71,10 @@ std::string reasonOfStream(const GError& error) {
 /// The Debian package that has what plays most of what is not in the base set.
 const char* packageFor(const std::string& detail) {
   if (detail.find("urisource") != std::string::npos) return "gstreamer1.0-plugins-good or gstreamer1.0-plugins-bad";
+  // To GStreamer's installers demultiplexers are decoders too.
+  for (const char* container : {"video/mpegts", "application/x-hls", "application/dash+xml", "application/mxf"}) {
+    if (detail.find(container) != std::string::npos) return "gstreamer1.0-plugins-bad";
+  }
   return detail.find("decoder-") != std::string::npos ? "gstreamer1.0-libav" : "gstreamer1.0-plugins-bad";
 }
 
@@ -81,6 +85,8 @@ std::string asURL(const std::string& urlOrPath) {
   const GText url(gst_filename_to_uri(urlOrPath.c_str(), nullptr));
   return url ? url.get() : "";
 }
+
+bool isFile(const std::string& urlOrPath) { return !pathOf(urlOrPath).empty(); }
 
 std::string problemOfFile(const std::string& url) {
   if (url.empty()) return "it has no name";

@@ -11,6 +11,9 @@ namespace ZELPlatform {
 /// What is wrong with the file that a URL or a path names; empty when nothing is, or when it is no file.
 std::string problemOfFile(const std::string& url);
 
+/// Whether a URL or a path names a file of this machine.
+bool isFile(const std::string& urlOrPath);
+
 /// What GStreamer complains about.
 std::string reasonOf(GstMessage* error);
 

@@ -85,6 +85,11 @@ bool VideoTap::hasArrived() const {
   return arrived_;
 }
 
+bool VideoTap::hasBegun() const {
+  const std::lock_guard lock(mutex_);
+  return !expecting_ && !flushing_;
+}
+
 bool VideoTap::isDrained() const {
   const std::lock_guard lock(mutex_);
   return drained_;
@@ -103,10 +108,12 @@ std::optional<GstVideoInfo> VideoTap::videoInfo() const {
 void VideoTap::expectSequence() {
   const std::lock_guard lock(mutex_);
   arrived_ = drained_ = false;
+  expecting_ = true;
 }
 
 void VideoTap::resumeSequence() {
   const std::lock_guard lock(mutex_);
+  expecting_ = false;
   sequence_ = session_->frames.begin();
   arrived_ = true;
   // The end is found again.
@@ -153,6 +160,7 @@ void VideoTap::segmentArrived(const GstSegment& segment) {
   line_ = Line{runningTimeOf(segment, begin), GST_CLOCK_TIME_IS_VALID(item) ? static_cast<double>(item) / kSecond : 0.0,
                segment.rate * segment.applied_rate};
   sequence_ = session_->frames.begin();
+  expecting_ = false;
   lastTime_ = line_->itemTime;
   lastDuration_ = 0.0;
   prerolled_ = nullptr;

@@ -42,6 +42,8 @@ class VideoTap {
 
   /// Whether the newest sequence has had a frame, or its end.
   bool hasArrived() const;
+  /// Whether the sequence that was expected last has begun.
+  bool hasBegun() const;
   bool isDrained() const;
 
   /// A sequence is to follow: what arrived so far does not count for it.
@@ -94,6 +96,8 @@ class VideoTap {
   bool closed_ = false;
   /// Between the start of a flush and the next segment: what the sink holds is of the sequence before.
   bool flushing_ = true;
+  /// A sequence was announced and has not begun.
+  bool expecting_ = false;
   bool available_ = false;
   bool atEnd_ = false;
   bool arrived_ = false;

@@ -64,6 +64,8 @@ class PlaybackControl::Listener final : public MediaListener {
 
 struct PlaybackControl::End {
   std::atomic<double> time{kNever};
+  /// The latest item time that an output was asked about since the last seek: the end may become known after it.
+  std::atomic<double> asked{-kNever};
 };
 
 std::shared_ptr<PlaybackControl> PlaybackControl::create(const std::shared_ptr<AVPlayerItem>& item,
@@ -86,6 +88,7 @@ PlaybackControl::~PlaybackControl() { stop(); }
 
 void PlaybackControl::open() {
   session_->asked = [end = end_, weak = weak_from_this()](double time) {
+    end->asked = time;
     if (time < end->time || end->time.exchange(kNever) == kNever) return;
     DispatchQueue::mainQueue()->async([weak] {
       const std::shared_ptr<PlaybackControl> control = weak.lock();
@@ -150,6 +153,7 @@ void PlaybackControl::seek(MediaSeek request, AVPlayer::SeekCompletion completio
   request.time = cutToLength(request.time);
   nextSeek_ = Seek{request, std::move(completion), 0};
   isDrained_ = isEnded_ = false;
+  end_->asked = -kNever;
   stopWatchingForTheEnd();
   session_->timeline.hold(request.time);
   // The first frame of all must not flash up before the place where playing is to begin.
@@ -315,6 +319,8 @@ void PlaybackControl::watchForTheEnd() {
   session_->timeline.setEnd(end);
   if (session_->isStepped) {
     end_->time = end;
+    // A frame's time, which an output is asked about, may have been rounded to a nanosecond.
+    if (end_->asked >= end) session_->asked(end_->asked);
     return;
   }
   const double left = session_->timeline.hostTimeOf(end).value_or(now) - now;
@@ -334,7 +340,9 @@ void PlaybackControl::reachedEnd() {
   if (isEnded_ || isFailed_) return;
   const std::shared_ptr<PlaybackControl> alive = shared_from_this();
   isEnded_ = true;
-  session_->timeline.hold(session_->timeline.itemTimeAt(CACurrentMediaTime()));
+  // A stepped display asks ahead of its clock.
+  session_->timeline.hold(session_->isStepped ? session_->frames.lastFrameEnd()
+                                              : session_->timeline.itemTimeAt(CACurrentMediaTime()));
   if (settings_.actionAtItemEnd == AVPlayerActionAtItemEndPause) settings_.rate = 0.0;
   update();
   playback_->notifyPlayedToEnd();

@@ -12,8 +12,8 @@ struct PixelCounters {
   /// Planes copied into texture storage, and their bytes without padding.
   std::atomic<uint64_t> uploads{0};
   std::atomic<uint64_t> uploadedBytes{0};
-  /// Planes that the processor wrote of decoded ones, because they were not as textures need them.
-  std::atomic<uint64_t> convertedPlanes{0};
+  /// Bytes of decoded frames that the processor wrote before any upload; a frame that is borrowed whole costs none.
+  std::atomic<uint64_t> rewrittenFrameBytes{0};
   /// Texture storages and drawable images alive now.
   std::atomic<int64_t> textureStorages{0};
   std::atomic<int64_t> drawableImages{0};

@@ -1,13 +1,9 @@
 #include <gtest/gtest.h>
-#include <malloc.h>
-#include <unistd.h>
 
 #include <cstdlib>
-#include <filesystem>
-#include <fstream>
 #include <iostream>
-#include <iterator>
 
+#include "endurance/Memory.h"
 #include "gpu/RenderGLCalls.h"
 #include "gpu/RenderHarness.h"
 #include "platform/corevideo/Counters.h"
@@ -18,12 +14,9 @@ namespace ZELTest {
 namespace {
 
 #if defined(__SANITIZE_ADDRESS__) || defined(__SANITIZE_THREAD__)
-// Sanitisers keep what is freed for a while, so that resident memory says nothing; they find leaks themselves.
-constexpr bool kMemoryIsMeasurable = false;
 constexpr int kFrames = 1000;
 constexpr int kRounds = 60;
 #else
-constexpr bool kMemoryIsMeasurable = true;
 constexpr int kFrames = 10'000;
 constexpr int kRounds = 500;
 #endif
@@ -31,46 +24,6 @@ constexpr int kRounds = 500;
 constexpr int kWarmUpFrames = kFrames / 10;
 constexpr int kWarmUpRounds = kRounds / 5;
 constexpr CGSize kPoints = {64, 36};
-
-/// What the process holds, in KiB: pages in memory, after the allocator gave back what it has in reserve, and the bytes
-/// of the heap that are in use.
-struct Memory {
-  long resident = 0;
-  long heap = 0;
-  /// Threads of the process at that moment.
-  long threads = 0;
-
-  static Memory now() {
-    malloc_trim(0);
-    long total = 0;
-    long pages = 0;
-    std::ifstream("/proc/self/statm") >> total >> pages;
-    const struct mallinfo2 heap = mallinfo2();
-    return {pages * sysconf(_SC_PAGESIZE) / 1024, static_cast<long>((heap.uordblks + heap.hblkhd) / 1024),
-            static_cast<long>(std::distance(std::filesystem::directory_iterator("/proc/self/task"), {}))};
-  }
-};
-
-/// Growth that is no leak. Resident: which pages of a fragmented heap are free differs by chance; up to 560 KiB were
-/// seen, and no more in five times as many rounds. Heap: tables of the driver and of the queues that grow in steps; up
-/// to 77 KiB were seen.
-constexpr Memory kSlack = {1024, 300};
-
-/// What a thread brings with it, once: the pool starts one more whenever none is free, and the driver keeps state for
-/// each that draws. 1050 KiB resident and 245 KiB of heap were seen.
-constexpr Memory kPerThread = {1300, 300};
-
-/// Reports the growth in one line and expects it within the slack.
-void expectNoGrowth(const char* what, const Memory& early) {
-  const Memory late = Memory::now();
-  const Memory grown = {late.resident - early.resident, late.heap - early.heap, late.threads - early.threads};
-  std::cout << what << ": resident " << early.resident << " KiB, grown by " << grown.resident << " KiB; heap in use "
-            << early.heap << " KiB, grown by " << grown.heap << " KiB; " << grown.threads << " more threads\n";
-  if (kMemoryIsMeasurable) {
-    EXPECT_LE(grown.resident, kSlack.resident + grown.threads * kPerThread.resident) << what;
-    EXPECT_LE(grown.heap, kSlack.heap + grown.threads * kPerThread.heap) << what;
-  }
-}
 
 struct Census {
   size_t renderbuffers = livingRenderbuffers();

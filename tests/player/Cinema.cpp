@@ -2,6 +2,9 @@
 
 #include <algorithm>
 #include <cmath>
+#include <utility>
+
+#include "platform/avfoundation/ItemPlayback.h"
 
 namespace ZELTest {
 
@@ -33,22 +36,46 @@ bool Cinema::waitUntilFailed() {
   return wait([&] { return item_->status() == AVPlayerItemStatusFailed; });
 }
 
-bool Cinema::seek(double seconds, CMTime tolerance) {
+bool Cinema::seek(double seconds, CMTime before, CMTime after) {
   // Shared: the completion may come after this has given up.
   const auto done = std::make_shared<std::optional<bool>>();
-  player_->seekToTime(CMTimeMakeWithSeconds(seconds, 1'000'000'000), tolerance, tolerance,
+  player_->seekToTime(CMTimeMakeWithSeconds(seconds, 1'000'000'000), before, after,
                       [done](bool finished) { *done = finished; });
   return wait([&] { return done->has_value(); }) && **done;
 }
 
 std::optional<Shown> Cinema::look() {
   const double hostTime = CACurrentMediaTime() + kPeriod;
+  const double gap = hostTime - std::exchange(lastAsked_, hostTime);
+  const bool wasAhead = wasAhead_;
   const CMTime itemTime = output_->itemTimeForHostTime(hostTime);
-  if (!output_->hasNewPixelBufferForItemTime(itemTime)) return std::nullopt;
+  const bool isNew = output_->hasNewPixelBufferForItemTime(itemTime);
+  wasAhead_ = isRunning() && waitingFrames() > 0;
+  if (!isNew) return std::nullopt;
   CMTime frameTime = kCMTimeInvalid;
   const CVPixelBufferRef frame = output_->copyPixelBufferForItemTime(itemTime, &frameTime);
   if (!frame) return std::nullopt;
-  return Shown{hostTime, CMTimeGetSeconds(itemTime), CMTimeGetSeconds(frameTime), frameNumber(frame)};
+  return Shown{hostTime, CMTimeGetSeconds(itemTime), CMTimeGetSeconds(frameTime), frameNumber(frame), gap, wasAhead};
+}
+
+std::vector<Shown> Cinema::playTo(double seconds) {
+  player_->play();
+  return watch(kLongest, [&] { return time() >= seconds; });
+}
+
+bool Cinema::pause() {
+  player_->pause();
+  return wait([&] { return !isRunning(); });
+}
+
+bool Cinema::isRunning() const {
+  const auto session = item_->playback()->session();
+  return session && session->timeline.isRunning();
+}
+
+size_t Cinema::waitingFrames() const {
+  const auto session = item_->playback()->session();
+  return session ? session->frames.waitingCount() : 0;
 }
 
 std::optional<Shown> Cinema::nextShown() {

@@ -5,6 +5,7 @@
 #include <ZELPlatform/AVFoundation.h>
 #include <ZELPlatform/Foundation.h>
 
+#include <cstddef>
 #include <functional>
 #include <memory>
 #include <optional>
@@ -23,6 +24,10 @@ struct Shown {
   /// The frame's own time in the item.
   double frameTime = 0.0;
   int number = -1;
+  /// Host seconds since the display asked before, and whether item time ran and decoded frames were waiting then. Only
+  /// if so is it the player's doing which frame is shown now; else the decoder, or the machine, was late.
+  double gap = 0.0;
+  bool wasAhead = false;
 };
 
 class Cinema {
@@ -47,7 +52,13 @@ class Cinema {
   bool waitUntilFailed();
 
   /// Seeks and waits for the end of it; whether the seek finished.
-  bool seek(double seconds, CMTime tolerance = kCMTimeZero);
+  bool seek(double seconds, CMTime before = kCMTimeZero, CMTime after = kCMTimeZero);
+
+  /// Plays on until that item time, as `watch`.
+  std::vector<Shown> playTo(double seconds);
+
+  /// Pauses, and waits until item time stands.
+  bool pause();
 
   /// Asks once, for what is on the screen one refresh from now: another frame, or nothing.
   std::optional<Shown> look();
@@ -58,9 +69,15 @@ class Cinema {
   /// Asks at every refresh, for so many seconds or until the condition holds.
   std::vector<Shown> watch(double seconds, const std::function<bool()>& until = {});
 
+  /// Whether item time runs, and with how many frames decoded ahead.
+  bool isRunning() const;
+  size_t waitingFrames() const;
+
   double time() const { return CMTimeGetSeconds(player_->currentTime()); }
 
  private:
+  double lastAsked_ = 0.0;
+  bool wasAhead_ = false;
   std::shared_ptr<AVPlayer> player_;
   std::shared_ptr<AVPlayerItem> item_;
   std::shared_ptr<AVPlayerItemVideoOutput> output_;

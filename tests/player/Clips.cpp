@@ -7,6 +7,7 @@
 #include <cstdlib>
 #include <filesystem>
 #include <fstream>
+#include <functional>
 #include <iterator>
 #include <map>
 
@@ -85,9 +86,9 @@ std::string rawInput(const char* format, int width, int height, int framesPerSec
          std::to_string(height) + " -r " + std::to_string(framesPerSecond) + " -i - ";
 }
 
-/// The file that the command makes, once.
-template <class Make>
-std::string madeOnce(const std::string& command, const std::string& kind, const Make& make) {
+/// The file that the command makes, once. No template: there is one list, by whose length files are named.
+std::string madeOnce(const std::string& command, const std::string& kind,
+                     const std::function<bool(const std::string& path)>& make) {
   static std::map<std::string, std::string> made;
   const auto found = made.find(command);
   if (found != made.end()) return found->second;
@@ -116,7 +117,7 @@ std::string clipFile(const Clip& clip) {
     command += "-f lavfi -i sine=frequency=440:sample_rate=48000:duration=" + std::to_string(clip.sound) + " -c:a aac ";
   }
   command += clip.video + " ";
-  return madeOnce(command + std::to_string(clip.frames), clip.kind, [&](const std::string& path) {
+  return madeOnce(command + std::to_string(clip.frames) + clip.kind, clip.kind, [&](const std::string& path) {
     return encode(command + path, clip.frames,
                   [&](int number) { return numberedFrame(clip.width, clip.height, number); });
   });
@@ -130,7 +131,7 @@ std::string barsFile(const std::string& options, const std::string& kind, int wi
     picture[i] = static_cast<uint8_t>(kBars[static_cast<size_t>(x * 8 / width)][i % 3]);
   }
   const std::string command = rawInput("rgb24", width, height, kRate) + options + " ";
-  return madeOnce(command, kind,
+  return madeOnce(command + kind, kind,
                   [&](const std::string& path) { return encode(command + path, kRate, [&](int) { return picture; }); });
 }
 

@@ -6,6 +6,7 @@
 #include <string>
 
 #include "drivers/gstreamer/FrameImporter.h"
+#include "platform/corevideo/Counters.h"
 #include "player/Cinema.h"
 #include "player/PlayerFixture.h"
 
@@ -165,6 +166,30 @@ TEST_F(Import, BorrowsTheDecodersMemoryUntilTheLastReferenceGoes) {
     frame = nullptr;
     EXPECT_EQ(GST_MINI_OBJECT_REFCOUNT_VALUE(buffer), 1);
     gst_buffer_unref(buffer);
+  }
+}
+
+TEST_F(Import, FramesOfTwoPlanesAreNeverCopiedAndOfThreeOnlyTheSmallOnesAreJoined) {
+  constexpr int kFrames = 12;
+  Clip twoPlanes;
+  twoPlanes.width = 64;
+  // Untagged pictures of such a height are BT.709.
+  twoPlanes.height = 640;
+  twoPlanes.frames = kFrames;
+  twoPlanes.video = "-c:v rawvideo -pix_fmt nv12";
+  twoPlanes.kind = "mkv";
+  Clip threePlanes = twoPlanes;
+  threePlanes.video = Clip().video;
+  for (const bool hasTwo : {true, false}) {
+    const uint64_t before = ZELPlatform::pixelCounters().rewrittenFrameBytes;
+    Cinema cinema(clipFile(hasTwo ? twoPlanes : threePlanes), true);
+    ASSERT_TRUE(cinema.waitUntilReady()) << cinema.item()->error();
+    cinema.player()->play();
+    // It waits until the film is over, and so for every frame.
+    const CMTime end = CMTimeMakeWithSeconds(1.0, 1'000'000'000);
+    EXPECT_EQ(frameNumber(cinema.output()->copyPixelBufferForItemTime(end, nullptr)), kFrames - 1);
+    const uint64_t written = ZELPlatform::pixelCounters().rewrittenFrameBytes - before;
+    EXPECT_EQ(written, hasTwo ? 0U : kFrames * 64U * 640U / 2);
   }
 }
 

@@ -3,6 +3,7 @@
 
 #include <algorithm>
 #include <cmath>
+#include <cstdlib>
 #include <iostream>
 #include <numeric>
 
@@ -13,14 +14,6 @@
 
 namespace ZELTest {
 namespace {
-
-/// Sanitizers make decoding several times slower, and the machine may be busy: then frames are late, and what is
-/// expected is that each one shown is the right one.
-#if defined(__SANITIZE_ADDRESS__) || defined(__SANITIZE_THREAD__)
-constexpr bool kInstrumented = true;
-#else
-constexpr bool kInstrumented = false;
-#endif
 
 class Playback : public PlayerFixture {};
 
@@ -50,6 +43,8 @@ TEST_P(PlaybackRhythm, ShowsEachFrameAtTheRefreshNearestToItsTime) {
   Cinema cinema(clipFile(clip));
   ASSERT_TRUE(cinema.waitUntilReady()) << cinema.item()->error();
   cinema.player()->setRate(rate);
+  // Another rate than 1 is a seek, after which the first frame comes once more.
+  ASSERT_TRUE(cinema.wait([&] { return cinema.player()->timeControlStatus() == AVPlayerTimeControlStatusPlaying; }));
   const std::vector<Shown> all =
       cinema.watch(20, [&] { return cinema.player()->timeControlStatus() == AVPlayerTimeControlStatusPaused; });
   ASSERT_FALSE(all.empty());
@@ -57,20 +52,29 @@ TEST_P(PlaybackRhythm, ShowsEachFrameAtTheRefreshNearestToItsTime) {
   EXPECT_EQ(all.back().number, clip.frames - 1) << "the last frame stays";
   EXPECT_NEAR(cinema.time(), 3.0, 0.1);
 
+  // How busy the machine is makes refreshes rare and decoders late, but a frame never comes more than half a refresh
+  // early; and where the decoder was ahead, the refresh before was too early for the frame, so that it is late by less
+  // than the time between the two.
+  int judged = 0;
+  for (const Shown& shown : all) {
+    const double late = shown.itemTime - shown.frameTime;
+    // Half a refresh as the player knows it: it takes longer ones for the exception, and may have met only such.
+    if (shown.number == 0) continue;
+    EXPECT_GE(late, -0.75 * rate * std::max(Cinema::kPeriod, shown.gap)) << shown.number;
+    if (!shown.wasAhead) continue;
+    ++judged;
+    EXPECT_LE(late, rate * shown.gap + 1e-6) << shown.number;
+  }
   const auto onTime = std::count_if(all.begin(), all.end(), [&](const Shown& shown) {
     return std::fabs(shown.itemTime - shown.frameTime) <= rate * (Cinema::kPeriod / 2 + 0.004);
   });
   const uint64_t dropped = cinema.item()->droppedFrameCount();
   std::cout << framesPerSecond << " frames per second at rate " << rate << ": " << all.size() << " shown of "
-            << clip.frames << ", " << onTime << " within half a refresh and 4 ms, " << dropped << " dropped\n";
-  // Frames beyond what the display can show are dropped, and no others; a machine that stands still for a moment, as a
-  // shared one does, loses some more.
-  const double wanted = std::min(1.0, 1.0 / (Cinema::kPeriod * framesPerSecond * rate)) * clip.frames;
+            << clip.frames << ", " << onTime << " within half a refresh and 4 ms, " << dropped << " dropped, " << judged
+            << " judged\n";
+  EXPECT_GT(judged, 5) << "the decoder was hardly ever ahead";
   EXPECT_EQ(all.size(), cinema.item()->shownFrameCount());
-  if (!kInstrumented) {
-    EXPECT_GE(static_cast<double>(all.size()), 0.8 * wanted);
-    EXPECT_GE(static_cast<double>(onTime), 0.8 * static_cast<double>(all.size()));
-  }
+  EXPECT_LE(all.size() + dropped, static_cast<size_t>(clip.frames) + 1) << "each frame is shown or dropped, once";
 }
 
 INSTANTIATE_TEST_SUITE_P(Rates, PlaybackRhythm,
@@ -126,10 +130,9 @@ TEST_F(Playback, StandsWhereItIsPausedAndGoesOnFromThere) {
   ASSERT_TRUE(first);
   EXPECT_EQ(first->number, 0) << "before it plays, the first frame is there";
   EXPECT_TRUE(cinema.watch(0.2).empty());
-  cinema.player()->play();
-  const auto before = cinema.watch(20, [&] { return cinema.time() > 0.7; });
+  const auto before = cinema.playTo(0.7);
   ASSERT_FALSE(before.empty());
-  cinema.player()->pause();
+  ASSERT_TRUE(cinema.pause());
   const auto settled = cinema.watch(0.3);
   const double time = cinema.time();
   EXPECT_TRUE(cinema.watch(0.3).empty());
@@ -137,12 +140,8 @@ TEST_F(Playback, StandsWhereItIsPausedAndGoesOnFromThere) {
   const int last = settled.empty() ? before.back().number : settled.back().number;
   // The one of that time, or the one that was due within half a refresh.
   EXPECT_NEAR(last, time * 30, 1.5);
-  cinema.player()->play();
-  const auto after = cinema.watch(0.5);
+  const auto after = cinema.playTo(time + 0.3);
   ASSERT_FALSE(after.empty());
-  if (!kInstrumented) {
-    EXPECT_LE(after.front().number, last + 3);
-  }
   EXPECT_GT(after.front().number, last);
   expectInOrder(after, 30);
 }
@@ -162,7 +161,11 @@ TEST_F(Playback, LoopsFromItsEnd) {
   cinema.player()->play();
   const auto all = cinema.watch(30, [&] { return rounds == 3; });
   EXPECT_EQ(rounds, 3);
-  EXPECT_EQ(std::count_if(all.begin(), all.end(), [](const Shown& shown) { return shown.number == 29; }), 3);
+  // A refresh that is late may miss the very last frame of a round.
+  int restarts = 0;
+  for (size_t i = 1; i < all.size(); ++i) restarts += all[i].number < all[i - 1].number ? 1 : 0;
+  EXPECT_GE(restarts, 2);
+  EXPECT_LE(restarts, 3);
   EXPECT_EQ(cinema.player()->rate(), 1.0F);
 }
 
@@ -197,22 +200,29 @@ TEST_F(Playback, GoesOnWithoutADisplay) {
 }
 
 TEST_F(Playback, ASizeThatChangesOnTheWayIsFollowed) {
-  // Two sizes one after the other in a stream that may change them.
-  const std::string ending = " -c:v libx264 -preset ultrafast -bf 0 -pix_fmt yuv420p";
+  // Two sizes one after the other, the second one odd: each picture brings its own.
   Clip small;
   small.frames = 20;
-  small.video = ending;
-  small.kind = "ts";
+  small.video = "-c:v mjpeg -q:v 3 -pix_fmt yuvj420p";
+  small.kind = "mjpeg";
   Clip large = small;
-  large.width = 482;
-  large.height = 270;
-  const std::string path = fileWith("sizes.ts", contentOf(clipFile(small)) + contentOf(clipFile(large)));
+  large.width = 483;
+  large.height = 271;
+  const std::string both = fileWith("sizes.mjpeg", contentOf(clipFile(small)) + contentOf(clipFile(large)));
+  const std::string path = pathOf("sizes.mkv");
+  const std::string command = "ffmpeg -v error -y -f mjpeg -framerate 30 -i " + both + " -c copy " + path;
+  ASSERT_EQ(std::system(command.c_str()), 0);
   Cinema cinema(path);
   ASSERT_TRUE(cinema.waitUntilReady()) << cinema.item()->error();
   EXPECT_EQ(cinema.item()->presentationSize().width, 320);
   cinema.player()->play();
-  const auto all = cinema.watch(20, [&] { return cinema.item()->presentationSize().width == 482; });
-  EXPECT_EQ(cinema.item()->presentationSize().height, 270);
+  const auto all =
+      cinema.watch(20, [&] { return cinema.player()->timeControlStatus() == AVPlayerTimeControlStatusPaused; });
+  EXPECT_EQ(cinema.item()->presentationSize().width, 483);
+  EXPECT_EQ(cinema.item()->presentationSize().height, 271);
+  ASSERT_FALSE(all.empty());
+  EXPECT_EQ(all.back().number, 19) << "the last one of the larger size";
+  for (const Shown& shown : all) EXPECT_EQ(shown.number, static_cast<int>(std::lround(shown.frameTime * 30)) % 20);
 }
 
 }  // namespace

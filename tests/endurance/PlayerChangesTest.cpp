@@ -1,0 +1,53 @@
+#include <gtest/gtest.h>
+
+#include "endurance/Memory.h"
+#include "player/Cinema.h"
+#include "player/PlayerFixture.h"
+
+namespace ZELTest {
+namespace {
+
+class PlayerEndurance : public PlayerFixture {};
+
+TEST_F(PlayerEndurance, ItemsComeAndGoWithoutATrace) {
+  constexpr int kChanges = kMemoryIsMeasurable ? 500 : 60;
+  constexpr int kWarmUp = kChanges / 5;
+  // Threads of GStreamer's pool go when they have had nothing to do for a while.
+  constexpr long kThreadSlack = 4;
+  Clip loud;
+  loud.sound = 3.0;
+  Clip pictures;
+  pictures.kind = "mkv";
+  pictures.video = "-c:v mjpeg -q:v 3 -pix_fmt yuvj420p";
+  const std::string films[] = {clipFile({}), clipFile(loud), clipFile(pictures), fileWith("none.mp4", "no film")};
+  Cinema cinema;
+  cinema.player()->play();
+  Memory early;
+  for (int change = 0; change < kChanges; ++change) {
+    if (change == kWarmUp) {
+      cinema.player()->replaceCurrentItemWithPlayerItem(nullptr);
+      NSRunLoop::mainRunLoop().runFor(0.5);
+      early = Memory::now();
+    }
+    cinema.load(films[change % 4]);
+    // One in eight goes before it is open.
+    if (change % 8 == 5) continue;
+    if (change % 4 == 3) {
+      ASSERT_TRUE(cinema.waitUntilFailed()) << change;
+      continue;
+    }
+    ASSERT_TRUE(cinema.waitUntilReady()) << change << ": " << cinema.item()->error();
+    const auto shown = cinema.nextShown();
+    ASSERT_TRUE(shown) << change;
+    ASSERT_GE(shown->number, 0) << change;
+    if (change % 3 == 0) cinema.player()->seekToTime(CMTimeMake(2, 1));
+  }
+  // The last ones close in the background, and their threads end with them.
+  cinema.player()->replaceCurrentItemWithPlayerItem(nullptr);
+  cinema.wait([&] { return Memory::now().files <= early.files && Memory::now().threads <= early.threads; });
+  EXPECT_LE(Memory::now().threads, early.threads + kThreadSlack);
+  expectNoGrowth("item changes after the first fifth", early);
+}
+
+}  // namespace
+}  // namespace ZELTest
