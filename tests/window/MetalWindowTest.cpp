@@ -160,7 +160,7 @@ TEST_F(MetalWindowTest, StopsWhenItsWindowIsDestroyed) {
 
 TEST_F(MetalWindowTest, ALostDeviceLeavesTheWindowToTheNextOne) {
   std::string error;
-  auto own = Device::create({}, &error);
+  auto own = Device::create(validatedSettings(), &error);
   ASSERT_TRUE(own) << error;
   const auto ownQueue = own->newCommandQueue();
   const auto layer = makeLayer(own, kWidth, kHeight);
