@@ -56,6 +56,7 @@ class MetalCell {
     Row row = newRow("main thread per displayAtSyncTime, Metal");
     row.kit = Report::timeCell(distributionOf(mainThread_));
     report_.add(row);
+    reportCounts();
   }
 
  private:
@@ -81,6 +82,7 @@ class MetalCell {
     std::array<std::vector<double>, 3> samples;
     for (size_t round = 0; round < settings_.warmUps + settings_.samples; ++round) {
       ++step_;
+      counts_ = round >= settings_.warmUps;
       const std::array<double, 3> times = {drawWithMetal(newContent), drawBare(newContent), drawWithOpenGL(newContent)};
       for (size_t side = 0; round >= settings_.warmUps && side < times.size(); ++side) {
         samples[side].push_back(times[side]);
@@ -92,12 +94,18 @@ class MetalCell {
   double drawWithMetal(bool newContent) {
     const uint64_t bytesBefore = ZELPlatform::pixelCounters().uploadedBytes;
     const uint64_t presentsBefore = metal_.presentCount();
+    const uint64_t objectsBefore = ZELPlatform::pixelCounters().gpuObjectsMade;
     metal_.moveCamera(step_);
     const KitTimes times = metal_.drawFrame(newContent ? frames_.next() : nullptr);
     mainThread_.push_back(times.mainThread);
     if (metal_.presentCount() != presentsBefore + 1) fault("a frame of the kit was not presented once");
     const uint64_t bytes = ZELPlatform::pixelCounters().uploadedBytes - bytesBefore;
     if (bytes != (newContent ? bare_->bytesPerFrame() : 0)) fault("the kit copies other bytes than the bare side");
+    // A ring of four drawables, as many frames and what is kept for work under way are made within the warming up.
+    if (counts_) {
+      objectsMade_ += ZELPlatform::pixelCounters().gpuObjectsMade - objectsBefore;
+      mostBytes_ = std::max(mostBytes_, bytes);
+    }
     return times.whole;
   }
 
@@ -140,6 +148,16 @@ class MetalCell {
     report_.add(row);
   }
 
+  void reportCounts() {
+    Row objects = newRow("GPU objects made by all measured frames, Metal");
+    objects.kit = report_.countCell(objectsMade_, 0);
+    report_.add(objects);
+    Row bytes = newRow("bytes copied of a new frame, Metal");
+    // Rows of whole 64 bytes from the start of a page are what every driver takes that takes any.
+    bytes.kit = frames_.all().front()->planeCount() > 0 ? report_.countCell(mostBytes_, 0) : std::to_string(mostBytes_);
+    report_.add(bytes);
+  }
+
   void reportComparison(const std::string& measure, const Comparison& comparison, double limit) {
     Row row = newRow(measure);
     row.kit = Report::timeCell(comparison.metal);
@@ -172,6 +190,10 @@ class MetalCell {
   Report& report_;
   std::unique_ptr<BareVulkan> bare_;
   std::vector<double> mainThread_;
+  /// Whether what is drawn is measured, and what was made and copied since it is.
+  bool counts_ = false;
+  uint64_t objectsMade_ = 0;
+  uint64_t mostBytes_ = 0;
   size_t step_ = 0;
   /// The frame that the bare side drew last, counted from 1; 0 before the first.
   size_t shown_ = 0;

@@ -81,6 +81,10 @@ std::string Report::limitCell(const std::string& text, const Distribution& figur
   return text + " " + verdict(figure.median < limit, doubt, "< " + limitText);
 }
 
+std::string Report::countCell(uint64_t count, uint64_t limit) {
+  return std::to_string(count) + " " + verdict(count <= limit, "", "≤ " + std::to_string(limit));
+}
+
 void Report::addFault(const std::string& sentence) {
   if (std::find(faults_.begin(), faults_.end(), sentence) == faults_.end()) faults_.push_back(sentence);
 }

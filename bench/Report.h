@@ -2,6 +2,7 @@
 
 #include "bench/Statistics.h"
 
+#include <cstdint>
 #include <iosfwd>
 #include <string>
 #include <vector>
@@ -36,6 +37,9 @@ class Report {
   /// the figure for people.
   std::string limitCell(const std::string& text, const Distribution& figure, double limit,
                         const std::string& limitText);
+
+  /// A count against the largest that is allowed.
+  std::string countCell(uint64_t count, uint64_t limit);
 
   void add(Row row) { rows_.push_back(std::move(row)); }
 

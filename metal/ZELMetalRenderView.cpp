@@ -25,19 +25,23 @@ void encodeClear(MTLCommandBuffer& commandBuffer, const std::shared_ptr<MTLTextu
 }
 
 /// Has the drawable shown with the commit, and the state's listener told and the texture's storage let go when the GPU
-/// is done with them.
-void commitFrame(MTLCommandBuffer& commandBuffer, const std::shared_ptr<CAMetalDrawable>& drawable,
-                 const std::shared_ptr<ZELMetalTexture>& texture, const ZELInternalRenderState& state) {
-  commandBuffer.enqueue();
-  commandBuffer.presentDrawable(drawable);
+/// is done with them. `failed` is set if the GPU could not do it.
+void commitFrame(const std::shared_ptr<MTLCommandBuffer>& commandBuffer,
+                 const std::shared_ptr<CAMetalDrawable>& drawable, const std::shared_ptr<ZELMetalTexture>& texture,
+                 const ZELInternalRenderState& state, const std::shared_ptr<std::atomic<bool>>& failed) {
+  commandBuffer->enqueue();
+  commandBuffer->presentDrawable(drawable);
+  commandBuffer->addCompletedHandler([commandBuffer, failed] {
+    if (commandBuffer->status() == MTLCommandBufferStatusError) failed->store(true);
+  });
   if (texture) {
     texture->acquirePlanes();
-    commandBuffer.addCompletedHandler([texture, frameDisplayed = state.frameDisplayed] {
+    commandBuffer->addCompletedHandler([texture, frameDisplayed = state.frameDisplayed] {
       if (frameDisplayed) frameDisplayed();
       texture->releasePlanes();
     });
   }
-  commandBuffer.commit();
+  commandBuffer->commit();
 }
 
 }  // namespace
@@ -145,6 +149,10 @@ bool ZELMetalRenderView::presentFrame(const std::shared_ptr<ZELMetalTexture>& te
   if (isEmpty(layer->drawableSize()) || isEmpty(layer->bounds().size)) return false;
   const std::shared_ptr<CAMetalDrawable> drawable = layer->nextDrawable();
   if (!drawable) return false;
+  if (failed_->exchange(false)) {
+    lastRenderState_ = nullptr;
+    needsClear_ = true;
+  }
   const bool draws =
       texture && (texture->updated() || !lastRenderState_ || lastRenderState_->differsFromRenderState(*state));
   if (draws || needsClear_) {
@@ -156,7 +164,7 @@ bool ZELMetalRenderView::presentFrame(const std::shared_ptr<ZELMetalTexture>& te
     } else {
       encodeClear(*commandBuffer, drawable->texture());
     }
-    commitFrame(*commandBuffer, drawable, texture, *state);
+    commitFrame(commandBuffer, drawable, texture, *state, failed_);
   }
   needsClear_ = false;
   return true;

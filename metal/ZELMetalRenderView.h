@@ -62,6 +62,8 @@ class ZELMetalRenderView final : public ZELInternalRenderView {
   std::shared_ptr<const ZELInternalRenderState> lastRenderState_;
   /// The drawable must be cleared if no frame is drawn into it.
   bool needsClear_ = false;
+  /// What was handed over last was not carried out; set on the GPU's thread. Shared, as the view may go before.
+  std::shared_ptr<std::atomic<bool>> failed_ = std::make_shared<std::atomic<bool>>(false);
   /// A hint only: set on the main thread, cleared on the render queue.
   std::atomic<bool> rendering_{false};
 };

@@ -21,6 +21,7 @@ CommandBuffer::~CommandBuffer() {
 bool CommandBuffer::canRecord() {
   if (committed_ || encoder_) return false;
   if (!work_->slot) work_->slot = work_->queue->takeSlot();
+  if (!work_->slot) refuse();
   return work_->slot != nullptr;
 }
 
@@ -47,7 +48,10 @@ bool CommandBuffer::use(const std::shared_ptr<Texture>& texture) {
   auto& arriving = work_->arriving;
   if (!image->isAwayFromHome() || std::find(arriving.begin(), arriving.end(), image) != arriving.end()) return true;
   VkCommandBuffer ahead = slot().commandsAhead();
-  if (!ahead) return false;
+  if (!ahead) {
+    refuse();
+    return false;
+  }
   const VkImageMemoryBarrier barrier =
       image->barrier(VK_IMAGE_LAYOUT_UNDEFINED, 0, image->home(), VK_ACCESS_SHADER_READ_BIT);
   gpu().functions().vkCmdPipelineBarrier(ahead, VK_PIPELINE_STAGE_TOP_OF_PIPE_BIT,

@@ -34,6 +34,9 @@ class CommandBuffer final : public MTLCommandBuffer, public std::enable_shared_f
   /// Keeps something alive until the GPU is done.
   void keep(std::shared_ptr<const void> used) { work_->kept.push_back(std::move(used)); }
 
+  /// Notes that the driver refused what the program recorded; the buffer ends with an error.
+  void refuse() { work_->refused = true; }
+
   /// Keeps a texture, and brings it to its home if it is not there; false when the driver refuses.
   bool use(const std::shared_ptr<Texture>& texture);
 

@@ -94,7 +94,7 @@ void CommandQueue::submitWhatIsDue() {
 }
 
 void CommandQueue::submit(Work& work) {
-  if (!work.slot || !work.slot->submit()) {
+  if (work.refused || !work.slot || !work.slot->submit()) {
     work.status = MTLCommandBufferStatusError;
     return;
   }
@@ -125,6 +125,8 @@ void CommandQueue::run(const std::shared_ptr<State>& state) {
 void CommandQueue::end(const std::shared_ptr<State>& state, std::shared_ptr<Work> work) {
   const bool scheduled = work->status == MTLCommandBufferStatusScheduled;
   const bool completed = scheduled && work->slot->wait();
+  // Handlers may ask for it.
+  work->status = completed ? MTLCommandBufferStatusCompleted : MTLCommandBufferStatusError;
   for (const auto& handler : std::exchange(work->handlers, {})) handler();
   work->kept.clear();
   work->arriving.clear();
@@ -134,7 +136,6 @@ void CommandQueue::end(const std::shared_ptr<State>& state, std::shared_ptr<Work
     // What a lost or refusing device left behind is not used again.
     if (completed) state->freeSlots.push_back(std::move(work->slot));
     state->running.pop_front();
-    work->status = completed ? MTLCommandBufferStatusCompleted : MTLCommandBufferStatusError;
     work->ended = true;
   }
   state->changed.notify_all();

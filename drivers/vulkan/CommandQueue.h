@@ -28,6 +28,8 @@ struct Work {
   std::vector<std::shared_ptr<Image>> arriving;
   std::vector<std::shared_ptr<CAMetalDrawable>> drawables;
   std::vector<std::function<void()>> handlers;
+  /// The driver refused a part of it: it is not submitted, so that nobody sees half a picture.
+  bool refused = false;
   /// Guarded by the queue's mutex.
   bool committed = false;
   bool ended = false;

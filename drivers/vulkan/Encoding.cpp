@@ -62,7 +62,10 @@ bool ResourceBinder::bindSet() {
   uint32_t bindings = 0;
   for (size_t i = 0; i < count_; ++i) bindings |= 1U << resources_[i].binding;
   VkDescriptorSet set = buffer_.slot().takeSet(kind_, bindings);
-  if (!set) return false;
+  if (!set) {
+    buffer_.refuse();
+    return false;
+  }
   std::array<VkWriteDescriptorSet, kSampledBindings + kStorageTextures + kStorageBuffers> writes{};
   for (size_t i = 0; i < count_; ++i) {
     VkWriteDescriptorSet& write = writes[i];

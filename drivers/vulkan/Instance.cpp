@@ -72,7 +72,10 @@ bool Instance::open(const Settings& settings, std::string* error) {
     *error = "Vulkan is not available: it cannot be started (error " + std::to_string(result) + ").";
     return false;
   }
-  if (functions_.load(global_, handle_) && (!onValidation_ || watchValidation())) return true;
+  if (functions_.load(global_, handle_) && (!onValidation_ || watchValidation())) {
+    if (settings.changeInstanceFunctions) settings.changeInstanceFunctions(&functions_);
+    return true;
+  }
   *error = "Vulkan is not available: it is older than version 1.1.";
   return false;
 }

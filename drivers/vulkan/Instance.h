@@ -17,6 +17,8 @@ struct Settings {
   /// Switches the validation layer on, with synchronisation checks, and receives what it finds, on any thread. Then
   /// creation fails where the layer is not installed.
   std::function<void(const std::string& message)> onValidation;
+  /// Receives the instance's functions before the first is called: tests take devices or what they can do away.
+  std::function<void(InstanceFunctions* functions)> changeInstanceFunctions;
   /// Receives the device's functions before the first is called: tests put failing ones in their place.
   std::function<void(DeviceFunctions* functions)> changeFunctions;
 };

@@ -21,7 +21,10 @@ bool RenderEncoder::begin(const MTLRenderPassColorAttachmentDescriptor& attachme
   const VkFramebuffer framebuffer = target_->framebuffer();
   const bool keepsPixels = attachment.loadAction == MTLLoadActionLoad;
   const VkRenderPass pass = gpu.layouts().renderPass(vulkanFormat(target_->format()), keepsPixels, target_->home());
-  if (!framebuffer || !pass) return false;
+  if (!framebuffer || !pass) {
+    buffer_->refuse();
+    return false;
+  }
   // What may be undefined is cleared too: it costs next to nothing where a draw covers it, and nobody sees what an
   // earlier frame left beside the picture.
   VkClearValue clear{};

@@ -128,7 +128,9 @@ class FakeCommandBuffer final : public MTLCommandBuffer {
     fake().log("wait");
     fake().complete();
   }
-  MTLCommandBufferStatus status() const override { return MTLCommandBufferStatusCompleted; }
+  MTLCommandBufferStatus status() const override {
+    return fake().fails("work") ? MTLCommandBufferStatusError : MTLCommandBufferStatusCompleted;
+  }
 
  private:
   std::vector<std::function<void()>> handlers_;

@@ -30,7 +30,7 @@ class FakeMetal {
 
   /// Calls that fail: "device", "library", "function NAME", "pipeline NAME", "pipeline error NAME" (a pipeline and an
   /// error), "buffer", "queue", "texture cache", "texture" or "texture PLANE", "import" (a copy instead), "ring",
-  /// "drawable", "command buffer", "encoder".
+  /// "drawable", "command buffer", "encoder", "work" (on the GPU).
   void fail(const std::string& call);
   void mend(const std::string& call);
   bool fails(const std::string& call);

@@ -240,6 +240,20 @@ TEST_F(MetalRenderView, WhatFailsIsDrawnAsSoonAsItCan) {
   }
 }
 
+TEST_F(MetalRenderView, WhatTheGPUCouldNotDoIsDoneAgain) {
+  FakeMetal::shared().fail("work");
+  EXPECT_EQ(refresh(), "clear 40x20");
+  FakeMetal::shared().mend("work");
+  EXPECT_EQ(refresh(), "clear 40x20");
+  EXPECT_EQ(refresh(), "nothing");
+  FakeMetal::shared().fail("work");
+  EXPECT_EQ(show(), "draw 80x40");
+  EXPECT_EQ(refresh(), "draw 80x40") << "without a new frame";
+  FakeMetal::shared().mend("work");
+  EXPECT_EQ(refresh(), "draw 80x40");
+  EXPECT_EQ(refresh(), "nothing");
+}
+
 TEST_F(MetalRenderView, DrawsOnWithTheDeviceThatFollowsALostOne) {
   show();
   EXPECT_EQ(refresh(), "nothing");

@@ -30,11 +30,19 @@ struct Census {
   size_t framebuffers = livingFramebuffers();
   int64_t textureStorages = ZELPlatform::pixelCounters().textureStorages;
   int64_t drawableImages = ZELPlatform::pixelCounters().drawableImages;
+  /// Objects of the explicit GPU, alive and made so far.
+  int64_t gpuObjects = ZELPlatform::pixelCounters().gpuObjects;
+  uint64_t gpuObjectsMade = ZELPlatform::pixelCounters().gpuObjectsMade;
 };
+
+/// Copies that are under way keep what they need until others take it over: twelve at most, each with a pool, a fence,
+/// staging memory and, until the next copy, an image with its memory, view and framebuffer.
+constexpr int64_t kGpuObjectSlack = 12 * 8;
 
 void PrintTo(const Census& census, std::ostream* stream) {
   *stream << census.renderbuffers << " renderbuffers, " << census.framebuffers << " framebuffers, "
-          << census.textureStorages << " textures, " << census.drawableImages << " drawable images";
+          << census.textureStorages << " textures, " << census.drawableImages << " drawable images, "
+          << census.gpuObjects << " objects of the explicit GPU";
 }
 
 class Endurance : public testing::TestWithParam<const BackEnd*> {
@@ -89,6 +97,7 @@ TEST_P(Endurance, TenThousandFramesLeaveNothingBehind) {
   EXPECT_EQ(census.framebuffers, earlyCensus.framebuffers);
   EXPECT_LE(census.textureStorages, earlyCensus.textureStorages + 2);
   EXPECT_LE(census.drawableImages, 3);
+  EXPECT_EQ(census.gpuObjectsMade, earlyCensus.gpuObjectsMade) << "a frame makes none";
 }
 
 TEST_P(Endurance, ViewsComeAndGoWithoutATrace) {
@@ -118,6 +127,7 @@ TEST_P(Endurance, ViewsComeAndGoWithoutATrace) {
   EXPECT_EQ(census.framebuffers, earlyCensus.framebuffers);
   EXPECT_EQ(census.textureStorages, 0);
   EXPECT_EQ(census.drawableImages, 0);
+  EXPECT_LE(census.gpuObjects, earlyCensus.gpuObjects + kGpuObjectSlack);
 }
 
 TEST_P(Endurance, ResizingLeavesFewFramebuffersAndNoneOnceTheViewGoes) {
@@ -130,6 +140,7 @@ TEST_P(Endurance, ResizingLeavesFewFramebuffersAndNoneOnceTheViewGoes) {
     eye.view->setContentProjection(ZELProjection::equirectangular());
     stage.show(eye, frame(0));
     const int64_t images = ZELPlatform::pixelCounters().drawableImages;
+    const int64_t gpuObjects = ZELPlatform::pixelCounters().gpuObjects;
     for (int index = 0; index < kSizes; ++index) {
       eye.view->setFrame(CGRectMake(0, 0, 20 + index % 7, 20 + index % 11));
       stage.step();
@@ -139,6 +150,7 @@ TEST_P(Endurance, ResizingLeavesFewFramebuffersAndNoneOnceTheViewGoes) {
     EXPECT_LE(livingFramebuffers() - framebuffersBefore, 64 + 8U) << "the view's, and a few of the driver's own";
     EXPECT_LE(livingRenderbuffers() - renderbuffersBefore, 8U);
     EXPECT_LE(ZELPlatform::pixelCounters().drawableImages, images);
+    EXPECT_LE(ZELPlatform::pixelCounters().gpuObjects, gpuObjects + kGpuObjectSlack);
   }
   EXPECT_EQ(livingFramebuffers(), framebuffersBefore);
   EXPECT_EQ(livingRenderbuffers(), renderbuffersBefore);

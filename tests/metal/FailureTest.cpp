@@ -1,77 +1,13 @@
 // What happens when Vulkan refuses, one call after the other, and when the device is lost: absent results, ends that
 // are told, and no leak.
 
+#include "Faults.h"
 #include "MetalSupport.h"
 
 #include "platform/metal/MetalDriver.h"
 
-#include <atomic>
-#include <type_traits>
-
 namespace metaltest {
 namespace {
-
-using ZELPlatform::vulkan::DeviceFunctions;
-
-/// Makes the call number `dueAt` fail; 0: none.
-struct Faults {
-  std::atomic<int> calls{0};
-  std::atomic<int> dueAt{0};
-  VkResult result = VK_ERROR_OUT_OF_DEVICE_MEMORY;
-
-  bool isDue() { return ++calls == dueAt; }
-};
-
-Faults faults;
-
-template <auto member, typename Function>
-struct Failing;
-
-/// A function that fails when its turn comes. The original is called first where the GPU must be waited for.
-template <auto member, typename... Arguments>
-struct Failing<member, VkResult (*DeviceFunctions::*)(Arguments...)> {
-  static inline VkResult (*original)(Arguments...) = nullptr;
-
-  static VkResult call(Arguments... arguments) {
-    const bool due = faults.isDue();
-    constexpr bool kWaits = std::is_same_v<decltype(original), PFN_vkWaitForFences>;
-    if (due && !kWaits) return faults.result;
-    const VkResult result = original(arguments...);
-    return due ? faults.result : result;
-  }
-};
-
-template <auto... members>
-void replace(DeviceFunctions* functions) {
-  const auto one = [functions]<auto member>() {
-    using Replacement = Failing<member, decltype(member)>;
-    Replacement::original = functions->*member;
-    functions->*member = &Replacement::call;
-  };
-  (one.template operator()<members>(), ...);
-}
-
-void putFaultsIn(DeviceFunctions* functions) {
-  using F = DeviceFunctions;
-  replace<&F::vkAllocateCommandBuffers, &F::vkAllocateDescriptorSets, &F::vkAllocateMemory, &F::vkBeginCommandBuffer,
-          &F::vkBindBufferMemory, &F::vkBindImageMemory, &F::vkCreateBuffer, &F::vkCreateCommandPool,
-          &F::vkCreateDescriptorPool, &F::vkCreateDescriptorSetLayout, &F::vkCreateFence, &F::vkCreateFramebuffer,
-          &F::vkCreateImage, &F::vkCreateImageView, &F::vkCreatePipelineCache, &F::vkCreatePipelineLayout,
-          &F::vkCreateRenderPass, &F::vkCreateSampler, &F::vkCreateShaderModule, &F::vkCreateGraphicsPipelines,
-          &F::vkCreateComputePipelines, &F::vkEndCommandBuffer, &F::vkMapMemory, &F::vkQueueSubmit,
-          &F::vkResetCommandPool, &F::vkResetFences, &F::vkWaitForFences, &F::vkGetMemoryHostPointerPropertiesEXT>(
-      functions);
-}
-
-std::shared_ptr<Device> faultyDevice(bool validated) {
-  Settings settings;
-  settings.changeFunctions = putFaultsIn;
-  if (validated) {
-    settings.onValidation = [](const std::string& message) { ADD_FAILURE() << message; };
-  }
-  std::string error;
-  return Device::create(settings, &error);
-}
 
 /// A program that uses everything and takes every absent result as it comes. Returns what it shows in the end.
 std::shared_ptr<CGImage> runProgram(const std::shared_ptr<MTLDevice>& device, int* handlers) {
@@ -130,10 +66,11 @@ class EachCall : public testing::TestWithParam<VkResult> {
   void SetUp() override {
     std::string reason;
     if (!validatedDevice(&reason)) GTEST_SKIP() << reason;
-    faults.dueAt = 0;
-    faults.result = GetParam();
   }
-  void TearDown() override { faults.dueAt = 0; }
+  void TearDown() override {
+    faults.disarm();
+    for (const std::string& message : takeValidationMessages()) ADD_FAILURE() << message;
+  }
 };
 
 TEST_P(EachCall, InTurnFailsQuietlyAndLeavesNothing) {
@@ -141,15 +78,13 @@ TEST_P(EachCall, InTurnFailsQuietlyAndLeavesNothing) {
   const int64_t before = pixelCounters().gpuObjects;
   int reached = 0;
   for (int dueAt = 1;; ++dueAt) {
-    faults.calls = 0;
-    faults.dueAt = dueAt;
+    faults.arm(dueAt, GetParam());
     SCOPED_TRACE("call " + std::to_string(dueAt));
-    auto device = faultyDevice(!lost);
+    auto device = faultyDevice();
     const bool opened = device != nullptr;
     int handlers = 0;
     if (device) runProgram(device, &handlers);
-    const bool fired = faults.calls >= dueAt;
-    faults.dueAt = 0;
+    const bool fired = faults.disarm();
     if (device) {
       // Every commit was told of, whatever became of it.
       EXPECT_EQ(handlers, device->gpu().isLost() && handlers == 0 ? 0 : 3);
@@ -190,6 +125,53 @@ TEST(VulkanDevice, IsAbsentWithAReasonWhereItCannotWork) {
   settings.loader = "libz.so.1";
   EXPECT_FALSE(Device::create(settings, &error));
   EXPECT_EQ(error, "Vulkan is not available: its loader libz.so.1 is older than version 1.1.");
+}
+
+TEST(VulkanDevice, IsAbsentWithAReasonWhereNoneWillDo) {
+  using ZELPlatform::vulkan::InstanceFunctions;
+  static PFN_vkGetPhysicalDeviceProperties2 properties = nullptr;
+  const std::string none = "Vulkan is not available: no device has what is needed.";
+  std::string error;
+  Settings settings;
+  const auto expectAbsent = [&](const char* what, void (*take)(InstanceFunctions*)) {
+    settings.changeInstanceFunctions = take;
+    EXPECT_FALSE(Device::create(settings, &error)) << what;
+  };
+  if (!Device::create(settings, &error)) GTEST_SKIP() << error;
+
+  expectAbsent("no device", [](InstanceFunctions* vk) {
+    vk->vkEnumeratePhysicalDevices = [](VkInstance, uint32_t* count, VkPhysicalDevice*) {
+      *count = 0;
+      return VK_SUCCESS;
+    };
+  });
+  EXPECT_EQ(error, none);
+  expectAbsent("no queue", [](InstanceFunctions* vk) {
+    vk->vkGetPhysicalDeviceQueueFamilyProperties = [](VkPhysicalDevice, uint32_t* count, VkQueueFamilyProperties*) {
+      *count = 0;
+    };
+  });
+  EXPECT_EQ(error, none);
+  expectAbsent("no filtered textures", [](InstanceFunctions* vk) {
+    vk->vkGetPhysicalDeviceFormatProperties = [](VkPhysicalDevice, VkFormat, VkFormatProperties* format) {
+      format->optimalTilingFeatures = VK_FORMAT_FEATURE_SAMPLED_IMAGE_BIT | VK_FORMAT_FEATURE_COLOR_ATTACHMENT_BIT;
+    };
+  });
+  EXPECT_EQ(error, none);
+  expectAbsent("version 1.0", [](InstanceFunctions* vk) {
+    properties = vk->vkGetPhysicalDeviceProperties2;
+    vk->vkGetPhysicalDeviceProperties2 = [](VkPhysicalDevice device, VkPhysicalDeviceProperties2* answer) {
+      properties(device, answer);
+      answer->properties.apiVersion = VK_API_VERSION_1_0;
+    };
+  });
+  EXPECT_EQ(error, none);
+  expectAbsent("a device that does not open", [](InstanceFunctions* vk) {
+    vk->vkCreateDevice = [](VkPhysicalDevice, const VkDeviceCreateInfo*, const VkAllocationCallbacks*, VkDevice*) {
+      return VK_ERROR_INITIALIZATION_FAILED;
+    };
+  });
+  EXPECT_NE(error.find("cannot be opened (error -3)."), std::string::npos) << error;
 }
 
 TEST(DefaultDevice, CanBeReplacedAndIsOneForTheProcess) {

@@ -36,17 +36,19 @@ testing::AssertionResult allAre(const uint8_t* bytes, size_t width, size_t heigh
 
 std::shared_ptr<Device> validatedDevice(std::string* reason) {
   static std::string why;
-  static const auto device = [] {
-    Settings settings;
-    settings.onValidation = [](const std::string& message) {
-      Messages& messages = Messages::shared();
-      const std::lock_guard lock(messages.mutex);
-      messages.list.push_back(message);
-    };
-    return Device::create(settings, &why);
-  }();
+  static const auto device = Device::create(validatedSettings(), &why);
   *reason = why;
   return device;
+}
+
+Settings validatedSettings() {
+  Settings settings;
+  settings.onValidation = [](const std::string& message) {
+    Messages& messages = Messages::shared();
+    const std::lock_guard lock(messages.mutex);
+    messages.list.push_back(message);
+  };
+  return settings;
 }
 
 std::vector<std::string> takeValidationMessages() {

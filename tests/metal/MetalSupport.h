@@ -33,11 +33,15 @@ inline constexpr Color kRed{255, 0, 0, 255};
 inline constexpr Color kGreen{0, 255, 0, 255};
 inline constexpr Color kBlue{0, 0, 255, 255};
 
-/// A device whose every step the validation layer looks at; what it says fails the test that runs. Opened once for the
-/// program. Null, with a reason, where there is no Vulkan or no layer.
+/// The device whose every step the validation layer looks at. Opened once for the program. Null, with a reason, where
+/// there is no Vulkan or no layer.
 std::shared_ptr<Device> validatedDevice(std::string* reason);
 
-/// What the validation layer said since the last call.
+/// For a device of a test's own that the layer looks at, too.
+Settings validatedSettings();
+
+/// What the validation layer said since the last call. Tests of `MetalTest` and of programs with `WatchedViews.cpp` fail
+/// for it.
 std::vector<std::string> takeValidationMessages();
 
 std::string testLibraryPath();
