@@ -28,6 +28,11 @@ std::string ZELRenderView::rendererDescription() const {
   return renderView_ ? renderView_->rendererDescription() : std::string();
 }
 
+ZELSuperResolutionStatus ZELRenderView::superResolutionStatus() const {
+  if (!renderView_) return {.description = "off: nothing can draw"};
+  return renderView_->superResolutionStatus();
+}
+
 std::shared_ptr<ZELInternalRenderView> ZELRenderView::_createInternalView() {
   if (metalAllowed() && ZELMetalRenderView::metalSupported()) {
     const std::shared_ptr<ZELMetalRenderView> view = ZELMetalRenderView::create();

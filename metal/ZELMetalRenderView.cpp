@@ -132,6 +132,13 @@ std::string ZELMetalRenderView::rendererDescription() const {
   return text;
 }
 
+ZELSuperResolutionStatus ZELMetalRenderView::superResolutionStatus() const {
+  if (!canRender()) return {.description = "off: nothing can draw"};
+  ZELSuperResolutionStatus status;
+  renderQueue_->sync([&] { status = textureCache_->superResolutionStatus(); });
+  return status;
+}
+
 void ZELMetalRenderView::renderFrame(ZELPixelBufferSource* source,
                                      const std::shared_ptr<const ZELInternalRenderState>& state) {
   if (UIApplication::sharedApplication().applicationState() != UIApplicationStateActive) return;

@@ -34,6 +34,7 @@ class ZELMetalRenderView final : public ZELInternalRenderView {
   void flushGPU() override;
 
   std::string rendererDescription() const override;
+  ZELSuperResolutionStatus superResolutionStatus() const override;
 
   std::shared_ptr<CAMetalLayer> metalLayer() const { return std::static_pointer_cast<CAMetalLayer>(layer()); }
 

@@ -19,6 +19,10 @@ CGSize sizeOf(const CVPixelBuffer& buffer) {
   return CGSizeMake(static_cast<double>(buffer.width()), static_cast<double>(buffer.height()));
 }
 
+std::string sizeText(double width, double height) {
+  return std::to_string(static_cast<size_t>(width)) + "x" + std::to_string(static_cast<size_t>(height));
+}
+
 /// Whether the display has enough pixels, counted as a whole number, for the enlarged frame.
 bool paysToEnlarge(const CVPixelBuffer& buffer, const ZELInternalRenderState& state) {
   const double shown = std::trunc(state.size.width * state.size.height * state.nativeScale * state.nativeScale);
@@ -59,7 +63,8 @@ void ZELMetalTextureCache::takeFrame(const CVPixelBufferRef& buffer, const ZELIn
   processing_ = true;
   wantsFrame_ = false;
   updateConfiguration(*buffer, state);
-  if (!superResolver_ || !paysToEnlarge(*buffer, state)) {
+  enlarging_ = decideEnlarging(*buffer, state);
+  if (enlarging_ != Enlarging::Done) {
     finish(processBufferSync(buffer));
     return;
   }
@@ -96,12 +101,50 @@ void ZELMetalTextureCache::updateConfiguration(const CVPixelBuffer& buffer, cons
 }
 
 void ZELMetalTextureCache::createResolver(size_t frameWidth, size_t frameHeight) {
+  ++resolversInMaking_;
   DispatchQueue::globalQueue()->async([self = shared_from_this(), modelURL = currentSRModel_, frameWidth, frameHeight] {
     std::shared_ptr<ZELSuperResolver> resolver = self->superResolution_->resolverWithDevice(
         self->device_, self->commandQueue_, modelURL, frameWidth, frameHeight);
-    if (!resolver) return;
-    self->renderSyncQueue_->async([self, resolver = std::move(resolver)] { self->superResolver_ = resolver; });
+    self->renderSyncQueue_->async([self, resolver = std::move(resolver)] {
+      --self->resolversInMaking_;
+      if (resolver) self->superResolver_ = resolver;
+    });
   });
+}
+
+ZELMetalTextureCache::Enlarging ZELMetalTextureCache::decideEnlarging(const CVPixelBuffer& buffer,
+                                                                      const ZELInternalRenderState& state) const {
+  if (superResolver_) return paysToEnlarge(buffer, state) ? Enlarging::Done : Enlarging::TooFewPixels;
+  if (!currentSRModel_) return Enlarging::RuledOut;
+  return resolversInMaking_ > 0 ? Enlarging::Preparing : Enlarging::Failed;
+}
+
+ZELSuperResolutionStatus ZELMetalTextureCache::superResolutionStatus() const {
+  switch (enlarging_) {
+    case Enlarging::NoFrame:
+      return {.description = "off: there is no frame"};
+    case Enlarging::Preparing:
+      return {.isPreparing = true, .description = "off: the network is being prepared"};
+    case Enlarging::Failed:
+      return {.description = "off: the network could not be prepared"};
+    case Enlarging::TooFewPixels:
+      return {.description = "off: the display does not have more than 2.25 times the frame's pixels"};
+    case Enlarging::Done:
+      return enlargedStatus();
+    default:
+      return {.description = "off: " + (srConfiguration_ ? srConfiguration_->obstacle() : "not part of this view")};
+  }
+}
+
+ZELSuperResolutionStatus ZELMetalTextureCache::enlargedStatus() const {
+  if (!currentTexture_) return {.description = "off: the frame cannot be drawn"};
+  const CGSize size = currentTexture_->size();
+  const auto& luma = *currentTexture_->planes().front();
+  const auto width = static_cast<double>(luma.width());
+  if (width == size.width) return {.description = "off: the network did not enlarge the frame"};
+  return {.isActive = true,
+          .description = "on: luma enlarged from " + sizeText(size.width, size.height) + " to " +
+                         sizeText(width, static_cast<double>(luma.height()))};
 }
 
 void ZELMetalTextureCache::finish(std::shared_ptr<ZELMetalTexture> texture) {

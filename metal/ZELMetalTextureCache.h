@@ -1,6 +1,7 @@
 #pragma once
 
 #include <ZELKit/ZELPixelBufferSource.h>
+#include <ZELKit/ZELSuperResolutionStatus.h>
 #include <ZELKit/internal/ZELInternalRenderState.h>
 #include <ZELKit/internal/ZELSuperResolution.h>
 #include <ZELPlatform/CVMetalTextureCache.h>
@@ -8,6 +9,7 @@
 #include <ZELPlatform/MTLDevice.h>
 
 #include <memory>
+#include <string>
 
 #include "metal/ZELMetalTexture.h"
 
@@ -38,10 +40,16 @@ class ZELMetalTextureCache : public std::enable_shared_from_this<ZELMetalTexture
   /// The texture that was handed out last, or null.
   const std::shared_ptr<ZELMetalTexture>& currentTexture() const { return currentTexture_; }
 
+  /// What was decided for the frame that was taken last.
+  ZELSuperResolutionStatus superResolutionStatus() const;
+
   ZELMetalTextureCache(const ZELMetalTextureCache&) = delete;
   ZELMetalTextureCache& operator=(const ZELMetalTextureCache&) = delete;
 
  private:
+  /// What becomes of a frame's luma plane.
+  enum class Enlarging { NoFrame, RuledOut, Preparing, Failed, TooFewPixels, Done };
+
   ZELMetalTextureCache(std::shared_ptr<MTLDevice> device, std::shared_ptr<DispatchQueue> renderSyncQueue,
                        std::shared_ptr<MTLCommandQueue> commandQueue,
                        std::shared_ptr<ZELSuperResolution> superResolution);
@@ -49,6 +57,8 @@ class ZELMetalTextureCache : public std::enable_shared_from_this<ZELMetalTexture
   void takeFrame(const CVPixelBufferRef& buffer, const ZELInternalRenderState& state);
   void updateConfiguration(const CVPixelBuffer& buffer, const ZELInternalRenderState& state);
   void createResolver(size_t frameWidth, size_t frameHeight);
+  Enlarging decideEnlarging(const CVPixelBuffer& buffer, const ZELInternalRenderState& state) const;
+  ZELSuperResolutionStatus enlargedStatus() const;
   void finish(std::shared_ptr<ZELMetalTexture> texture);
 
   /// The buffer's planes as they are; null when the format is not supported or a plane cannot be made.
@@ -76,4 +86,6 @@ class ZELMetalTextureCache : public std::enable_shared_from_this<ZELMetalTexture
   /// The making of a resolver for that model was started; when it fails it is not tried again.
   bool triedSRInit_ = false;
   std::shared_ptr<ZELSuperResolver> superResolver_;
+  int resolversInMaking_ = 0;
+  Enlarging enlarging_ = Enlarging::NoFrame;
 };

@@ -53,18 +53,34 @@ bool ZELCNNConfiguration::differsFromConfiguration(const ZELSRConfiguration& oth
          size_.height != that->size_.height || bufferFormat_ != that->bufferFormat_;
 }
 
-std::shared_ptr<const NSURL> ZELCNNConfiguration::modelURL() const {
-  if (!_isDeviceSupported()) return nullptr;
-  if ((bufferFormat_ | kRangeBit) != kCVPixelFormatType_420YpCbCr8BiPlanarVideoRange) return nullptr;
+std::string ZELCNNConfiguration::ownObstacle() const {
+  if (!_isDeviceSupported()) return "the GPU's compute functions cannot write single-channel textures";
   // Flat content only: of a sphere the view shows a part, which is seldom larger than the frame's part behind it.
-  if (projectionType_ != ZELProjectionTypeFlat) return nullptr;
-  if (!enabled_ || !framework_) return nullptr;
-  const ZELNetworkRequest request{.modelType = 0,
-                                  .encoderType = encoderType_,
-                                  .contentType = contentType_,
-                                  .inputWidth = static_cast<int64_t>(size_.width),
-                                  .inputHeight = static_cast<int64_t>(size_.height)};
-  return framework_->isInputResolutionSupported(request) ? framework_->modelURL(request) : nullptr;
+  if (projectionType_ != ZELProjectionTypeFlat) return "the projection is not flat";
+  if ((bufferFormat_ | kRangeBit) != kCVPixelFormatType_420YpCbCr8BiPlanarVideoRange) {
+    return "the frames have no luma plane";
+  }
+  if (!enabled_) return "it is switched off";
+  if (!framework_) return "no network is installed";
+  return {};
+}
+
+ZELNetworkRequest ZELCNNConfiguration::request() const {
+  return {.modelType = 0,
+          .encoderType = encoderType_,
+          .contentType = contentType_,
+          .inputWidth = static_cast<int64_t>(size_.width),
+          .inputHeight = static_cast<int64_t>(size_.height)};
+}
+
+std::shared_ptr<const NSURL> ZELCNNConfiguration::modelURL() const {
+  if (!ownObstacle().empty()) return nullptr;
+  return framework_->isInputResolutionSupported(request()) ? framework_->modelURL(request()) : nullptr;
+}
+
+std::string ZELCNNConfiguration::obstacle() const {
+  if (std::string reason = ownObstacle(); !reason.empty()) return reason;
+  return modelURL() ? std::string() : "no network is for frames of this size and kind";
 }
 
 bool ZELCNNConfiguration::_isDeviceSupported() {

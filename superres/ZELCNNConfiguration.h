@@ -20,6 +20,8 @@ class ZELCNNConfiguration final : public ZELSRConfiguration {
   /// Asks the framework at each call, unless the frame or the device rules it out.
   std::shared_ptr<const NSURL> modelURL() const override;
 
+  std::string obstacle() const override;
+
   bool enabled() const { return enabled_; }
   int64_t contentType() const { return contentType_; }
   int64_t encoderType() const { return encoderType_; }
@@ -36,6 +38,10 @@ class ZELCNNConfiguration final : public ZELSRConfiguration {
                            const std::function<std::shared_ptr<MTLDevice>()>& createDevice);
 
  private:
+  /// What rules a model out before the framework is asked; empty when nothing does.
+  std::string ownObstacle() const;
+  ZELNetworkRequest request() const;
+
   ZELNetworkFramework* framework_;
   bool enabled_;
   int64_t contentType_;

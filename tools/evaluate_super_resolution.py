@@ -3,11 +3,12 @@
 
     tools/evaluate_super_resolution.py neural/models/general.zelluma
 
-The pictures are the photographs and scans that come with Debian's python3-skimage, and pages of text and a made-up
-program window in the Liberation fonts (fonts-liberation2), with which nothing was trained. The recipe of the made-up
-pictures was chosen by the results on some of the photographs ("tuned"); the others had no say in anything. Each is turned into 8-bit
-luma (BT.601 weights); the small picture is the rounded mean of its 2 x 2 blocks, or what --way says. PSNR and SSIM are
-of the 8-bit results without a border of 4 pixels; SSIM has a Gaussian window of sigma 1.5.
+The pictures are the photographs and scans that come with Debian's python3-skimage, python3-scipy and
+python3-matplotlib, and pages of text and a made-up program window in the Liberation fonts (fonts-liberation2), with
+which nothing was trained. The recipe of the made-up pictures was chosen by the results on some of the photographs
+("tuned"); the others had no say in anything. Each is turned into 8-bit luma (BT.601 weights); the small picture is the
+rounded mean of its 2 x 2 blocks, or what --way says. PSNR and SSIM are of the 8-bit results without a border of 4
+pixels; SSIM has a Gaussian window of sigma 1.5.
 """
 
 import argparse
@@ -16,6 +17,8 @@ import os
 import numpy as np
 import torch
 from PIL import Image, ImageDraw, ImageFont
+from matplotlib import cbook
+from scipy import misc
 import skimage
 from skimage.metrics import structural_similarity
 
@@ -36,8 +39,7 @@ PASSAGE = (
 ).split()
 
 
-def _luma(path):
-    image = Image.open(path)
+def _luma(image):
     if image.mode != "L":
         image = image.convert("RGB").convert("L")
     luma = np.asarray(image)
@@ -79,11 +81,19 @@ def _window():
     return np.asarray(canvas)
 
 
+def _other_photographs():
+    yield "face", Image.fromarray(misc.face())
+    yield "ascent", Image.fromarray(misc.ascent().astype(np.uint8))
+    yield "hopper", Image.open(cbook.get_sample_data("grace_hopper.jpg", asfileobj=False))
+
+
 def test_pictures():
     folder = os.path.join(os.path.dirname(skimage.__file__), "data")
     for group, names in (("photographs, tuned", TUNED), ("photographs", UNSEEN)):
         for name in names:
-            yield group, name.split(".")[0], _luma(os.path.join(folder, name))
+            yield group, name.split(".")[0], _luma(Image.open(os.path.join(folder, name)))
+    for name, image in _other_photographs():
+        yield "photographs, tuned", name, _luma(image)
     yield "text", "serif 24", _page("Serif-Regular", 24, 255, 0)
     yield "text", "sans 18", _page("Sans-Regular", 18, 245, 30)
     yield "text", "mono on dark", _page("Mono-Regular", 20, 24, 220)

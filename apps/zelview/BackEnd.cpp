@@ -3,6 +3,7 @@
 #include <ZELPlatform/EAGL.h>
 #include <ZELPlatform/MTLDevice.h>
 
+#include <cstdio>
 #include <string>
 
 #include "apps/zelview/ViewerError.h"
@@ -21,6 +22,11 @@ void chooseBackEnd(BackEnd backEnd) {
 size_t maximumTextureSize() {
   const std::shared_ptr<MTLDevice> device = ZELRenderView::metalAllowed() ? MTLCreateSystemDefaultDevice() : nullptr;
   return device ? device->maximumTextureSize() : static_cast<size_t>(EAGLContext::maximumTextureSize());
+}
+
+void warnOfMissingSuperResolution(const ZELRenderView& view) {
+  if (view.usesMetal()) return;
+  std::fprintf(stderr, "zelview: Super-resolution has no effect: OpenGL ES draws here, and only Metal can enlarge.\n");
 }
 
 std::shared_ptr<ZELRenderView> makeRenderView(CGRect frame, BackEnd backEnd) {

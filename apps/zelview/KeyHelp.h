@@ -10,7 +10,7 @@ struct KeyHelp {
 };
 
 /// What the mouse and the keys of the window do: the text of `--help` and of the overlay.
-inline constexpr std::array<KeyHelp, 20> kKeyHelp = {{
+inline constexpr std::array<KeyHelp, 22> kKeyHelp = {{
     {"drag", "turn the camera, or fling it"},
     {"wheel, pinch, + -", "zoom"},
     {"arrow keys", "turn by 5 degrees; hold to go on turning"},
@@ -21,6 +21,8 @@ inline constexpr std::array<KeyHelp, 20> kKeyHelp = {{
     {"1 2 3 4", "flat, equirectangular, cubemap, segmented sphere"},
     {"g", "fit or fill (flat pictures)"},
     {"m", "mirror"},
+    {"u", "super-resolution on or off (flat, drawn by Metal)"},
+    {"x", "compare: the left half without super-resolution"},
     {"r", "back to where the window began"},
     {"Space", "pause or go on (videos)"},
     {", .", "5 seconds back or on; with Shift, 30"},

@@ -13,6 +13,8 @@
 #include "apps/zelview/BackEnd.h"
 #include "apps/zelview/Camera.h"
 #include "apps/zelview/CameraController.h"
+#include "apps/zelview/Options.h"
+#include "apps/zelview/RepeatingSource.h"
 
 namespace zelview {
 
@@ -27,8 +29,15 @@ class OffscreenRenderer {
   OffscreenRenderer(CGSize size, BackEnd backEnd);
   ~OffscreenRenderer();
 
-  /// The source's frame seen through the projection by the camera. `makeProjection` is called twice and yields a new
-  /// object each time. Blocks until the picture is finished; throws `ViewerError` when it is not within half a minute.
+  /// Off at first. Flat frames that are to be enlarged need two planes.
+  void setSuperResolution(SuperResolution mode) { superResolution_ = mode; }
+
+  /// Of the last picture.
+  ZELSuperResolutionStatus superResolutionStatus() const { return view_->superResolutionStatus(); }
+  const ZELRenderView& view() const { return *view_; }
+
+  /// The source's frame seen through the projection by the camera. `makeProjection` yields a new object at each call.
+  /// Blocks until the picture is finished; throws `ViewerError` when it is not within half a minute.
   std::shared_ptr<CGImage> render(const std::shared_ptr<ZELPixelBufferSource>& source,
                                   const std::function<std::shared_ptr<ZELProjection>()>& makeProjection,
                                   const Camera& camera);
@@ -40,12 +49,21 @@ class OffscreenRenderer {
   OffscreenRenderer& operator=(const OffscreenRenderer&) = delete;
 
  private:
+  std::shared_ptr<CGImage> renderOnce(const std::function<std::shared_ptr<ZELProjection>()>& makeProjection);
   void draw(const std::shared_ptr<ZELProjection>& projection);
 
   std::shared_ptr<UIWindow> window_;
   std::shared_ptr<ZELRenderView> view_;
   std::shared_ptr<CameraController> controller_;
-  std::shared_ptr<ZELPixelBufferSource> source_;
+  SuperResolution superResolution_ = SuperResolution::Off;
+  std::shared_ptr<RepeatingSource> frames_;
 };
+
+/// The left half of the one picture beside the right half of the other, which is of the same size, and a line
+/// between the two.
+std::shared_ptr<CGImage> joinHalves(const CGImage& left, const CGImage& right);
+
+/// Says on standard error what the options' super-resolution came to, as far as it is to be said.
+void reportSuperResolution(const Options& options, const OffscreenRenderer& renderer);
 
 }  // namespace zelview

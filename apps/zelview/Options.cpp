@@ -31,6 +31,8 @@ struct RawOptions {
   std::string controller = "relative";
   std::string size;
   double scale = 0.0;
+  bool superResolution = false;
+  bool superResolutionSplit = false;
 };
 
 std::string checkSize(const std::string& text) { return parseSize(text) ? std::string() : sizeComplaint(text); }
@@ -112,6 +114,12 @@ void describe(CLI::App& app, RawOptions& raw) {
       ->type_name("NAME")
       ->check(CLI::IsMember({"auto", "metal", "gl"}))
       ->capture_default_str();
+  CLI::Option* enlarge =
+      app.add_flag("--super-resolution", raw.superResolution,
+                   "Enlarge flat pictures and videos by a network where the view has the pixels for it (Metal only)");
+  CLI::Option* split = app.add_flag("--super-resolution-split", raw.superResolutionSplit,
+                                    "The same for the right half, beside the left half as it came");
+  for (CLI::Option* option : {enlarge, split}) option->excludes(sheet)->excludes(panorama);
   app.add_flag("--verbose", o.verbose, "Say on standard error what is used and how long it takes");
   describeInteraction(app, raw);
   describeVideo(app, o.video);
@@ -141,6 +149,8 @@ Options finish(RawOptions raw) {
     options.mode = Mode::Script;
   }
   if (raw.projection != "auto") options.projection = projectionNamed(raw.projection);
+  if (raw.superResolution) options.superResolution = SuperResolution::On;
+  if (raw.superResolutionSplit) options.superResolution = SuperResolution::Split;
   if (raw.backend == "metal") options.backEnd = BackEnd::Metal;
   if (raw.backend == "gl") options.backEnd = BackEnd::OpenGLES;
   options.gravity = raw.gravity == "fill" ? ZELContentGravityFill : ZELContentGravityFit;

@@ -17,6 +17,9 @@ namespace zelview {
 
 enum class Mode { Window, Snapshot, ContactSheet, SavePanorama, Script };
 
+/// Split: the left half of the picture stays as it came.
+enum class SuperResolution { Off, On, Split };
+
 /// What the command line asks for.
 struct Options {
   Mode mode = Mode::Window;
@@ -42,6 +45,8 @@ struct Options {
   std::optional<CGSize> size;
   /// Pixels per point; none: 1 off screen, the display's in a window.
   std::optional<double> scale;
+  /// Whether flat frames are enlarged by a network.
+  SuperResolution superResolution = SuperResolution::Off;
   BackEnd backEnd = BackEnd::Automatic;
   bool verbose = false;
 };

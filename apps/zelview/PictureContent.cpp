@@ -11,6 +11,7 @@
 #include "apps/zelview/CropPlacement.h"
 #include "apps/zelview/Panorama.h"
 #include "apps/zelview/ProjectionChoice.h"
+#include "apps/zelview/TwoPlanePicture.h"
 #include "apps/zelview/ViewerError.h"
 
 namespace zelview {
@@ -42,6 +43,7 @@ void checkPadding(ZELProjectionType projection, int64_t padding, const CGImage& 
 std::shared_ptr<PictureContent> PictureContent::load(const Options& options, size_t maximumSide) {
   auto content = std::make_shared<PictureContent>();
   content->padding_ = options.padding;
+  content->hasTwoPlanes_ = options.superResolution != SuperResolution::Off;
   if (!options.picture.empty()) {
     content->loadFile(options, maximumSide);
   } else if (options.projection) {
@@ -117,9 +119,11 @@ const std::shared_ptr<CGImage>& PictureContent::imageFor(ZELProjectionType proje
 
 std::shared_ptr<ZELPixelBufferSource> PictureContent::sourceFor(ZELProjectionType projection) {
   const std::shared_ptr<CGImage>& image = imageFor(projection);
-  if (image != sourceImage_) {
+  const bool hasTwoPlanes = hasTwoPlanes_ && projection == ZELProjectionTypeFlat;
+  if (image != sourceImage_ || hasTwoPlanes != sourceHasTwoPlanes_) {
     sourceImage_ = image;
-    source_ = makeSource(image);
+    sourceHasTwoPlanes_ = hasTwoPlanes;
+    source_ = hasTwoPlanes ? makeTwoPlaneSource(*image) : makeSource(image);
   }
   return source_;
 }
@@ -143,6 +147,14 @@ std::shared_ptr<ZELDirectPixelBufferSource> makeSource(const std::shared_ptr<CGI
       CVPixelBuffer::createWithBytes(image->width(), image->height(), kCVPixelFormatType_32RGBA, bytes,
                                      image->bytesPerRow(), [image] {}, {.openGLESCompatibility = true}),
       CMTimeMake(0, 1));
+  return source;
+}
+
+std::shared_ptr<ZELDirectPixelBufferSource> makeTwoPlaneSource(const CGImage& image) {
+  CVPixelBufferRef frame = makeTwoPlaneFrame(image);
+  if (!frame) throw ViewerError("Memory is short for the picture's planes.");
+  auto source = ZELDirectPixelBufferSource::create();
+  source->updateWithPixelBuffer(std::move(frame), CMTimeMake(0, 1));
   return source;
 }
 

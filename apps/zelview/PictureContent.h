@@ -34,6 +34,7 @@ class PictureContent final : public ViewerContent {
   std::string name() const override { return name_; }
   ZELProjectionType projection() const override { return projection_; }
   std::shared_ptr<ZELPixelBufferSource> sourceFor(ZELProjectionType projection) override;
+  void useTwoPlanes() override { hasTwoPlanes_ = true; }
 
   /// The picture for that projection. The built-in one is made on first use.
   const std::shared_ptr<CGImage>& imageFor(ZELProjectionType projection);
@@ -51,6 +52,9 @@ class PictureContent final : public ViewerContent {
   /// The source that was given last, and its image.
   std::shared_ptr<ZELPixelBufferSource> source_;
   std::shared_ptr<CGImage> sourceImage_;
+  bool hasTwoPlanes_ = false;
+  /// The source that was given last is of two planes.
+  bool sourceHasTwoPlanes_ = false;
 };
 
 /// Throws `ViewerError` unless the path names a file that can be opened.
@@ -64,5 +68,8 @@ std::shared_ptr<ZELProjection> makeProjection(ZELProjectionType type, int64_t gr
 
 /// A source that holds the image, without a copy of its bytes.
 std::shared_ptr<ZELDirectPixelBufferSource> makeSource(const std::shared_ptr<CGImage>& image);
+
+/// A source that holds the image as a frame of video. Throws `ViewerError` when memory is short.
+std::shared_ptr<ZELDirectPixelBufferSource> makeTwoPlaneSource(const CGImage& image);
 
 }  // namespace zelview

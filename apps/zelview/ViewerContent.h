@@ -32,6 +32,10 @@ class ViewerContent {
   /// The frames for that projection; another object when they are others.
   virtual std::shared_ptr<ZELPixelBufferSource> sourceFor(ZELProjectionType projection) = 0;
 
+  /// From now on flat frames have a luma plane of their own, which a network can enlarge. Frames of videos have one
+  /// anyway.
+  virtual void useTwoPlanes() {}
+
   /// Begins; `changed` is called on every change of what is above. `over` is the view that lies over the picture, for
   /// controls.
   virtual void open(UIView& /*over*/, double /*scale*/, const std::function<void()>& /*changed*/) {}

@@ -40,6 +40,8 @@ void ViewerWindow::windowDidPressKey(UIWindow&, const UIKey& key) {
       {"c", [](ViewerWindow& v) { v.changeController(); }},
       {"g", [](ViewerWindow& v) { v.toggleGravity(); }},
       {"m", [](ViewerWindow& v) { v.camera_->setMirrored(!v.camera_->isMirrored()); }},
+      {"u", [](ViewerWindow& v) { v.toggleSuperResolution(SuperResolution::On); }},
+      {"x", [](ViewerWindow& v) { v.toggleSuperResolution(SuperResolution::Split); }},
       {"r", [](ViewerWindow& v) { v.camera_->easeTo(v.options_.camera); }},
       {"Home", [](ViewerWindow& v) { v.lookStraightAhead(); }},
       {"0", [](ViewerWindow& v) { v.lookStraightAhead(); }},

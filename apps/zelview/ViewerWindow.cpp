@@ -76,6 +76,10 @@ void ViewerWindow::open() {
   openCamera();
   // The shape of the key window decides how much is seen: be it before the first picture.
   window_->makeKeyWindow();
+  if (options_.superResolution != SuperResolution::Off) {
+    warnOfMissingSuperResolution(*view_);
+    setSuperResolution(options_.superResolution);
+  }
   content_->open(*touches_, window_->displayScale(), [weak = weak_from_this()] {
     if (const std::shared_ptr<ViewerWindow> self = weak.lock()) self->contentChanged();
   });
@@ -87,6 +91,7 @@ void ViewerWindow::contentChanged() {
   if (!content_->failure().empty()) return NSRunLoop::mainRunLoop().stop();
   if (content_->isReady()) return setProjection(content_->projection());
   // Until what comes next is known, what was shown last stays.
+  frames_ = nullptr;
   view_->setContentSource(nullptr);
   setTitle();
 }
@@ -120,6 +125,8 @@ void ViewerWindow::close() {
   displayLink_ = nullptr;
   if (window_) content_->close();
   camera_->detach();
+  split_ = nullptr;
+  frames_ = nullptr;
   if (view_) {
     view_->setReadyForDisplayObserver({});
     view_->removeFromSuperview();
@@ -134,6 +141,33 @@ void ViewerWindow::refresh() {
   camera_->advanceTo(time);
   content_->advanceTo(time);
   view_->setZoom(camera_->zoom());
+  followSuperResolution();
+}
+
+void ViewerWindow::toggleSuperResolution(SuperResolution mode) {
+  setSuperResolution(superResolution_ == mode ? SuperResolution::Off : mode);
+}
+
+void ViewerWindow::setSuperResolution(SuperResolution mode) {
+  superResolution_ = mode;
+  view_->setSuperResolutionEnabled(mode != SuperResolution::Off);
+  if (mode != SuperResolution::Off) content_->useTwoPlanes();
+  split_ = mode == SuperResolution::Split ? std::make_unique<SplitComparison>(view_, options_.backEnd) : nullptr;
+  if (split_) split_->setFrames(frames_);
+  // The planes of a picture are others from now on.
+  if (content_->isReady() && frames_) setProjection(projection_);
+  untoldAfter_ = frames_ ? frames_->frameCount() : 0;
+  if (frames_) frames_->repeat();
+}
+
+/// Whether to enlarge is decided with each new frame: a picture is shown anew until the network is ready.
+void ViewerWindow::followSuperResolution() {
+  if (split_) split_->layOut(gravity_);
+  if (!untoldAfter_ || !frames_ || frames_->frameCount() <= *untoldAfter_) return;
+  const ZELSuperResolutionStatus status = view_->superResolutionStatus();
+  if (status.isPreparing) return frames_->repeat();
+  untoldAfter_ = std::nullopt;
+  if (options_.verbose) std::fprintf(stderr, "super-resolution: %s\n", status.description.c_str());
 }
 
 void ViewerWindow::pictureReady() {
@@ -166,7 +200,11 @@ void ViewerWindow::setProjection(ZELProjectionType type) {
   view_->setContentProjection(makeProjection(type, gravity_, options_.padding));
   if (content_->isReady()) {
     const std::shared_ptr<ZELPixelBufferSource> source = content_->sourceFor(type);
-    if (source != view_->contentSource()) view_->setContentSource(source);
+    if (!frames_ || source != frames_->source()) {
+      frames_ = std::make_shared<RepeatingSource>(source);
+      view_->setContentSource(frames_);
+      if (split_) split_->setFrames(frames_);
+    }
   }
   setTitle();
 }
@@ -220,16 +258,26 @@ void ViewerWindow::leaveOrQuit() {
 }
 
 void ViewerWindow::saveSnapshot() {
-  const std::shared_ptr<UIImage> picture = view_->takeSnapshot();
-  if (!picture || !picture->cgImage()) return;
+  const std::shared_ptr<UIImage> shown = picture();
+  if (!shown || !shown->cgImage()) return;
   const std::string name = snapshotName();
-  const std::string error = CGImageWritePNG(*picture->cgImage(), name);
+  const std::string error = CGImageWritePNG(*shown->cgImage(), name);
   if (error.empty()) {
-    std::printf("snapshot: %s (%zux%zu pixels)\n", name.c_str(), picture->cgImage()->width(),
-                picture->cgImage()->height());
+    std::printf("snapshot: %s (%zux%zu pixels)\n", name.c_str(), shown->cgImage()->width(), shown->cgImage()->height());
   } else {
     std::fprintf(stderr, "zelview: %s\n", error.c_str());
   }
+}
+
+/// What the view shows, with the half that lies over it.
+std::shared_ptr<UIImage> ViewerWindow::picture() const {
+  std::shared_ptr<UIImage> shown = view_->takeSnapshot();
+  if (!split_) return shown;
+  UIGraphicsBeginImageContextWithOptions(view_->bounds().size, true, 0.0);
+  view_->drawViewHierarchyInRect(view_->bounds(), true);
+  shown = UIGraphicsGetImageFromCurrentImageContext();
+  UIGraphicsEndImageContext();
+  return shown;
 }
 
 void ViewerWindow::windowDidRequestClose(UIWindow&) { NSRunLoop::mainRunLoop().stop(); }

@@ -9,10 +9,13 @@
 
 #include <functional>
 #include <memory>
+#include <optional>
 #include <string>
 
 #include "apps/zelview/CameraRig.h"
 #include "apps/zelview/Options.h"
+#include "apps/zelview/RepeatingSource.h"
+#include "apps/zelview/SplitComparison.h"
 #include "apps/zelview/TapView.h"
 #include "apps/zelview/ViewerContent.h"
 
@@ -91,6 +94,11 @@ class ViewerWindow final : public UIWindowDelegate,
   void toggleHelp();
   void leaveOrQuit();
   void saveSnapshot();
+  std::shared_ptr<UIImage> picture() const;
+  void setSuperResolution(SuperResolution mode);
+  /// Off, when it is that already.
+  void toggleSuperResolution(SuperResolution mode);
+  void followSuperResolution();
 
   Options options_;
   std::shared_ptr<ViewerContent> content_;
@@ -99,6 +107,13 @@ class ViewerWindow final : public UIWindowDelegate,
   bool shown_ = false;
   ZELProjectionType projection_ = ZELProjectionTypeEquirectangular;
   int64_t gravity_;
+  /// What the view shows; null while there is nothing.
+  std::shared_ptr<RepeatingSource> frames_;
+
+  SuperResolution superResolution_ = SuperResolution::Off;
+  std::unique_ptr<SplitComparison> split_;
+  /// What becomes of super-resolution is still to be told, by a frame after this many.
+  std::optional<uint64_t> untoldAfter_;
 
   std::shared_ptr<CameraRig> camera_;
   std::function<GCThumbsticks()> thumbsticks_;

@@ -61,11 +61,13 @@ void describe(const Options& options, PictureContent& content) {
 void saveSnapshot(const Options& options, PictureContent& content) {
   const ZELProjectionType type = content.projection();
   OffscreenRenderer renderer(options.size.value_or(kDefaultSize), options.backEnd);
+  renderer.setSuperResolution(options.superResolution);
   write(*renderer.render(
             content.sourceFor(type), [&] { return makeProjection(type, options.gravity, options.padding); },
             options.camera),
         options);
   if (options.verbose) std::fprintf(stderr, "drawn by: %s\n", renderer.rendererDescription().c_str());
+  reportSuperResolution(options, renderer);
 }
 
 void showWindow(const Options& options, const std::shared_ptr<ViewerContent>& content, double startTime) {

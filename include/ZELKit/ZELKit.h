@@ -18,5 +18,6 @@
 #include <ZELKit/ZELProjection.h>
 #include <ZELKit/ZELProjectionType.h>
 #include <ZELKit/ZELRenderView.h>
+#include <ZELKit/ZELSuperResolutionStatus.h>
 #include <ZELKit/ZELTextureFormat.h>
 #include <ZELKit/ZELVersion.h>

@@ -5,6 +5,7 @@
 #include <ZELKit/ZELInteractionController.h>
 #include <ZELKit/ZELPixelBufferSource.h>
 #include <ZELKit/ZELProjection.h>
+#include <ZELKit/ZELSuperResolutionStatus.h>
 #include <ZELPlatform/Foundation.h>
 #include <ZELPlatform/UIImage.h>
 #include <ZELPlatform/UIView.h>
@@ -77,6 +78,10 @@ class ZELKIT_EXPORT ZELRenderView final : public UIView, public ZELDisplayable {
 
   /// What draws this view, for people: back end, GPU, and how frames reach it, once there was one.
   std::string rendererDescription() const;
+
+  /// Whether the frame that was drawn last was enlarged by a network, and if not, why. It is decided anew with each
+  /// new frame: a still picture has to be handed out again after a change. Main thread; waits for a frame under way.
+  ZELSuperResolutionStatus superResolutionStatus() const;
 
   /// What the view shows now, at the main screen's scale. Waits for a frame under way and for the GPU; null for an
   /// empty view.

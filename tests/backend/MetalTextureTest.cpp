@@ -96,6 +96,7 @@ class Resolution final : public ZELSuperResolution {
       return dynamic_cast<const Configuration&>(other).key_ != key_;
     }
     std::shared_ptr<const NSURL> modelURL() const override { return url_; }
+    std::string obstacle() const override { return "a reason of the tests"; }
 
    private:
     int64_t key_;
@@ -295,6 +296,37 @@ TEST_F(MetalTextureCache, AModelIsTriedOnceUntilTheConfigurationNamesAnother) {
   state_.srContentType = 4;
   EXPECT_EQ(show(), "new, R8 8x8, RG8 2x2");
   EXPECT_EQ(resolution_->made.size(), 3U);
+}
+
+TEST_F(MetalTextureCache, SaysWhatBecameOfTheLastFrame) {
+  const auto status = [&] {
+    ZELSuperResolutionStatus answer;
+    queue_->sync([&] { answer = cache_->superResolutionStatus(); });
+    return answer.description + (answer.isActive ? ", active" : "") + (answer.isPreparing ? ", preparing" : "");
+  };
+  const auto show = [&](int64_t contentType) {
+    state_.srContentType = contentType;
+    source_.push(40, 16);
+    next();
+    return status();
+  };
+  EXPECT_EQ(status(), "off: there is no frame");
+  EXPECT_EQ(show(1), "off: a reason of the tests");
+  resolution_->changeModel();
+  EXPECT_EQ(show(2), "off: the network is being prepared, preparing");
+  settle();
+  EXPECT_EQ(status(), "off: the network is being prepared, preparing") << "until the next frame";
+  EXPECT_EQ(show(2), "on: luma enlarged from 40x16 to 80x32, active");
+  state_.size = CGSizeMake(30, 48);
+  EXPECT_EQ(show(2), "off: the display does not have more than 2.25 times the frame's pixels");
+  state_.size = CGSizeMake(100, 100);
+  resolution_->refuses = true;
+  EXPECT_EQ(show(2), "off: the network did not enlarge the frame");
+  resolution_->changeModel();
+  resolution_->fails = true;
+  show(3);
+  settle();
+  EXPECT_EQ(show(3), "off: the network could not be prepared");
 }
 
 TEST_F(MetalTextureCache, FramesOfOtherProjectionsAreEnlargedAsideWhileTheLastOneIsShown) {

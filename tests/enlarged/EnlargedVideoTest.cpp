@@ -6,6 +6,8 @@
 #include <ZELPlatform/UIKit.h>
 #include <gtest/gtest.h>
 
+#include <algorithm>
+#include <atomic>
 #include <cmath>
 #include <cstdint>
 #include <fstream>
@@ -37,6 +39,9 @@ std::vector<uint8_t> sharpPicture() {
   }
   return picture;
 }
+
+/// What the view makes of a level of luma: it takes every frame for one of video range.
+double shownLevel(uint8_t luma) { return std::clamp(std::round(1.164 * (luma - 16)), 0.0, 255.0); }
 
 /// The picture at half the size as a frame of video, each pixel the mean of the four behind it.
 CVPixelBufferRef halvedFrame(const std::vector<uint8_t>& picture) {
@@ -106,7 +111,8 @@ class EnlargedVideo : public testing::Test {
     double sum = 0;
     for (size_t y = 0; y < kHeight; ++y) {
       for (size_t x = 0; x < kWidth; ++x) {
-        const double difference = picture->bytes()[y * picture->bytesPerRow() + 4 * x] - sharp_[y * kWidth + x];
+        const double shown = picture->bytes()[y * picture->bytesPerRow() + 4 * x];
+        const double difference = shown - shownLevel(sharp_[y * kWidth + x]);
         sum += difference * difference;
       }
     }
@@ -131,10 +137,9 @@ TEST_F(EnlargedVideo, IsNearerToTheTruthThanPlainVideoAndGoesOffAgain) {
     showFrame();
     enlarged = shownError();
   }
-  // This is about the wiring: a network that is wired wrongly makes such edges worse. The bound was 3 dB at first,
-  // which the model that is committed, a first one, does not reach: it was seen to bring 2.1 dB. It is to be raised
-  // with a better one.
-  EXPECT_LT(enlarged, 0.75 * plain) << "plain: " << plain;
+  // The committed model brings 11.9 dB on this picture of sharp edges. 9 dB are asked for, which a network that is
+  // wired wrongly or was hardly trained misses by far.
+  EXPECT_LT(enlarged, plain / 8) << "plain: " << plain;
 
   view_->setSuperResolutionEnabled(false);
   showFrame();
@@ -143,6 +148,37 @@ TEST_F(EnlargedVideo, IsNearerToTheTruthThanPlainVideoAndGoesOffAgain) {
   view_->setSuperResolutionEnabled(true);
   for (int i = 0; i < 20; ++i) showFrame();
   EXPECT_EQ(shownError(), plain) << "content that no model is for";
+}
+
+/// Frames that come faster than they can be enlarged: those that the view did not get to are gone, and what it holds
+/// are the few that are being drawn.
+TEST_F(EnlargedVideo, FramesAreSkippedAndNeverQueued) {
+  view_->setSuperResolutionEnabled(true);
+  for (int round = 0; round < 6000 && !view_->superResolutionStatus().isActive; ++round) {
+    NSRunLoop::mainRunLoop().runFor(0.01);
+    showFrame();
+  }
+  ASSERT_TRUE(view_->superResolutionStatus().isActive) << view_->superResolutionStatus().description;
+  constexpr int kFrames = 200;
+  constexpr int kMostHeld = 6;
+  std::atomic<int> held = 0;
+  int mostHeld = 0;
+  for (int i = 0; i < kFrames; ++i) {
+    ++held;
+    source_->updateWithPixelBuffer(
+        CVPixelBuffer::createWithPlanarBytes(frame_->width(), frame_->height(), frame_->pixelFormatType(),
+                                             {frame_->plane(0), frame_->plane(1)}, [&held] { --held; }),
+        CMTime{});
+    DisplayRefresh::shared().refresh(CACurrentMediaTime(), 1.0 / 60.0);
+    mostHeld = std::max(mostHeld, held.load());
+  }
+  EXPECT_LE(mostHeld, kMostHeld);
+  source_->updateWithPixelBuffer(frame_, CMTime{});
+  for (int i = 0; i < 3; ++i) showFrame();
+  view_->takeSnapshot();
+  ZELRenderView::flushGPU();
+  for (int round = 0; round < 1000 && held > 0; ++round) NSRunLoop::mainRunLoop().runFor(0.01);
+  EXPECT_EQ(held, 0);
 }
 
 /// As many switches as a minute has frames.

@@ -64,23 +64,29 @@ TEST_F(SRConfiguration, WithoutAProjectionTheContentIsFlat) {
 }
 
 TEST_F(SRConfiguration, WhatRulesEnlargingOutNeverReachesTheFramework) {
-  const auto isRuledOut = [&](uint32_t format) { return !configuration(format).modelURL() && !framework_.asked; };
-  EXPECT_TRUE(isRuledOut(kCVPixelFormatType_32BGRA));
-  EXPECT_TRUE(isRuledOut(kCVPixelFormatType_32RGBA));
-  EXPECT_TRUE(isRuledOut(0));
+  /// Why, and empty when the framework was asked.
+  const auto ruledOut = [&](uint32_t format) {
+    const ZELCNNConfiguration made = configuration(format);
+    return !made.modelURL() && !framework_.asked ? made.obstacle() : std::string();
+  };
+  for (const uint32_t format : {uint32_t{kCVPixelFormatType_32BGRA}, uint32_t{kCVPixelFormatType_32RGBA}, 0U}) {
+    EXPECT_EQ(ruledOut(format), "the frames have no luma plane");
+  }
   state_.projection = ZELProjection::equirectangular();
-  EXPECT_TRUE(isRuledOut(k420v));
+  EXPECT_EQ(ruledOut(k420v), "the projection is not flat");
   state_.projection = ZELProjection::flatWithContentGravity(ZELContentGravityFill);
   state_.srEnabled = false;
-  EXPECT_TRUE(isRuledOut(k420v));
+  EXPECT_EQ(ruledOut(k420v), "it is switched off");
   state_.srEnabled = true;
-  EXPECT_FALSE(isRuledOut(k420v));
+  EXPECT_EQ(ruledOut(k420v), "");
+  EXPECT_EQ(configuration().obstacle(), "");
 }
 
 TEST_F(SRConfiguration, AnUnsupportedSizeHasNoModel) {
   framework_.supported = false;
   EXPECT_FALSE(configuration().modelURL());
   EXPECT_FALSE(framework_.askedForModel) << "no model is asked for";
+  EXPECT_EQ(configuration().obstacle(), "no network is for frames of this size and kind");
 }
 
 TEST_F(SRConfiguration, DiffersInWhatDecidesAndInNothingElse) {

@@ -198,6 +198,27 @@ def _light(rng, picture, side):
     return picture
 
 
+def _photographed(rng, maker, side):
+    """The maker's picture as a camera would give it: light and grain, then what a lens, a sensor's mosaic and an earlier
+    change of size leave of the edges, then noise, which none of them softens."""
+    softness = rng.random()
+    was_enlarged = softness < 0.25
+    made = round(side / rng.uniform(1.15, 2.2)) if was_enlarged else side
+    picture = maker(rng, made)
+    if maker is texture:
+        picture = rng.uniform(0, 120) + rng.uniform(60, 180) * picture
+    picture = _light(rng, picture, made)
+    if was_enlarged:
+        way = (Image.BICUBIC, Image.LANCZOS, Image.BILINEAR)[rng.integers(3)]
+        picture = np.asarray(Image.fromarray(picture.astype(np.float32), "F").resize((side, side), way))
+    elif softness < 0.75:
+        picture = gaussian_filter(picture, rng.uniform(0.3, 0.8) if softness < 0.55 else rng.uniform(0.8, 1.8))
+    if rng.random() < 0.4:
+        noise_here = rng.standard_normal((side, side)) * np.exp(rng.uniform(np.log(0.3), np.log(5)))
+        picture = picture + gaussian_filter(noise_here, rng.uniform(0.0, 0.7))
+    return picture
+
+
 GENERAL = ((dead_leaves, 0.66), (text, 0.12), (line_art, 0.12), (texture, 0.10))
 SCREEN = ((text, 0.50), (line_art, 0.38), (dead_leaves, 0.12))
 
@@ -206,15 +227,7 @@ def sharp(rng, side, recipe):
     """One picture of the recipe, between 0 and 255, rounded as a camera's or a renderer's would be."""
     makers, shares = zip(*recipe)
     maker = makers[rng.choice(len(makers), p=shares)]
-    picture = maker(rng, side)
-    if maker is texture:
-        picture = rng.uniform(0, 120) + rng.uniform(60, 180) * picture
-    if maker in (dead_leaves, texture):
-        picture = _light(rng, picture, side)
-        # A lens and a sensor's mosaic leave nothing as sharp as a drawn edge.
-        blur = rng.choice([0.0, rng.uniform(0.3, 0.8), rng.uniform(0.8, 1.6)], p=[0.30, 0.45, 0.25])
-        if blur > 0:
-            picture = gaussian_filter(picture, blur)
+    picture = _photographed(rng, maker, side) if maker in (dead_leaves, texture) else maker(rng, side)
     if rng.random() < 0.6:
         middle, gain = picture.mean(), np.exp(rng.uniform(np.log(0.15), 0))
         picture = middle + gain * (picture - middle)
@@ -246,7 +259,7 @@ def pair(seed, side, recipe, compressed_share, lowest_quality):
     """A small picture and the large one that it was made from, both in 0 to 255 as 8-bit."""
     rng = np.random.default_rng(seed)
     large = sharp(rng, side, recipe)
-    way = rng.choice(["box", "bicubic", "lanczos", str(rng.uniform(0.3, 0.7))], p=[0.60, 0.27, 0.07, 0.06])
+    way = rng.choice(["box", "bicubic", "lanczos", str(rng.uniform(0.3, 0.7))], p=[0.70, 0.22, 0.05, 0.03])
     small = halve(large, way)
     if rng.random() < compressed_share:
         small = compress(small, rng.uniform(lowest_quality, 97))

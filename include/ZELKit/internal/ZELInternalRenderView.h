@@ -1,6 +1,7 @@
 #pragma once
 
 #include <ZELKit/ZELPixelBufferSource.h>
+#include <ZELKit/ZELSuperResolutionStatus.h>
 #include <ZELKit/internal/ZELInternalRenderState.h>
 #include <ZELPlatform/UIView.h>
 
@@ -22,6 +23,11 @@ class ZELInternalRenderView : public UIView {
 
   /// What draws, for people; empty when nothing can be said. Main thread.
   virtual std::string rendererDescription() const { return {}; }
+
+  /// Of the frame drawn last. Main thread.
+  virtual ZELSuperResolutionStatus superResolutionStatus() const {
+    return {.description = "off: only views that Metal draws can"};
+  }
 
   /// Has the GPU finish what this view has queued. Any thread.
   virtual void flushGPU() = 0;

@@ -6,6 +6,7 @@
 #include <cstddef>
 #include <cstdint>
 #include <memory>
+#include <string>
 
 class MTLCommandQueue;
 class MTLDevice;
@@ -23,6 +24,9 @@ class ZELSRConfiguration {
   /// The model's file, or null when the frame is not to be enlarged. Two are the same model only if they are the same
   /// object.
   virtual std::shared_ptr<const NSURL> modelURL() const = 0;
+
+  /// Why there is no model, in a few words for people; empty when there is one, or when nothing can be said.
+  virtual std::string obstacle() const { return {}; }
 };
 
 /// Enlarges luma planes of one size with one model. One thread at a time.
