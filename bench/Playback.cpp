@@ -235,7 +235,8 @@ int measureHard(const std::string& path, int rounds) {
     processorRatio.push_back(last.processorSeconds / static_cast<double>(last.shown) /
                              (floor.processorSeconds / static_cast<double>(floor.frames)));
   }
-  std::printf("| 3840×1920 in 1920×1080, camera turning, %.0f refreshes a second | per frame |\n|---|--:|\n", refreshRate);
+  std::printf("| 3840×1920 in 1920×1080, camera turning, %.0f refreshes a second | per frame |\n|---|--:|\n",
+              refreshRate);
   std::printf("| bare decoder | %s |\n| bare decoder, upload and draw, overlapped | %s |\n",
               cell(decode, " ms").c_str(), cell(bare, " ms").c_str());
   std::printf("| played, per shown frame | %s, %.1f a second |\n", cell(kit, " ms").c_str(),
@@ -263,7 +264,8 @@ int main(int argc, char** argv) {
     }
   }
   const int rounds = arguments.size() > 2 ? std::atoi(arguments[2].c_str()) : 3;
-  if (arguments.size() < 2 || rounds < 1) return fail("usage: zel_bench_playback EASY HARD [ROUNDS] [--metal] [--refresh=RATE]"), 2;
+  if (arguments.size() < 2 || rounds < 1)
+    return fail("usage: zel_bench_playback EASY HARD [ROUNDS] [--metal] [--refresh=RATE]"), 2;
   UIApplicationOptions options;
   options.displayDriver = "offscreen";
   options.offscreenSize = kHardView;

@@ -279,8 +279,9 @@ void VideoTap::noteInfo(const GstVideoInfo& info) {
   events_.changed();
 }
 
-/// A decoder that falls behind leaves out what nobody would see. It leaves out twice what it is told, so it is told of one
-/// frame at most: else a decoder that is too slow for the film would hand out one frame a second and nothing between.
+/// A decoder that falls behind leaves out what nobody would see. It leaves out twice what it is told, so it is told of
+/// one frame at most: else a decoder that is too slow for the film would hand out one frame a second and nothing
+/// between.
 void VideoTap::sendLateness(const MediaFrame& frame) {
   const double rate = session_->timeline.rate();
   if (session_->isStepped || rate <= 0.0) return;
