@@ -1,7 +1,9 @@
 // Plays films in a view and compares with bare code that does the same work; scripts/bench-playback makes the films and
 // says what is measured.
 //
-// Usage: zel_bench_playback EASY HARD [ROUNDS] [--metal]
+// Usage: zel_bench_playback EASY HARD [ROUNDS] [--metal] [--refresh=RATE]
+//
+// A film that is called - is left out. With the camera turning every refresh draws, also one without a new frame.
 
 #include "bench/BareFilm.h"
 #include "bench/Statistics.h"
@@ -34,7 +36,8 @@ using ZELBench::FilmTimes;
 constexpr CGSize kEasyView = {960, 540};
 constexpr CGSize kHardView = {1920, 1080};
 constexpr CGSize kHardContent = {3840, 1920};
-constexpr double kRefreshRate = 60.0;
+/// Of the display.
+double refreshRate = 60.0;
 constexpr double kFrameRate = 30.0;
 constexpr double kLongestFilm = 600.0;
 
@@ -123,7 +126,7 @@ void judge(const NotingSource& source, Playing* playing) {
   // The first frame is shown as soon as it is there, before the film runs.
   for (size_t i = 1; i < offsets.size(); ++i) {
     playing->largestOffset = std::max(playing->largestOffset, std::abs(offsets[i]));
-    if (std::abs(offsets[i]) > 0.5 / kRefreshRate + kRounding) ++playing->late;
+    if (std::abs(offsets[i]) > 0.5 / refreshRate + kRounding) ++playing->late;
   }
   playing->seconds = source.span();
 }
@@ -205,7 +208,7 @@ int measureEasy(const std::string& path) {
       "%.1f ms (limit %.1f ms) |\n\n",
       kit.seconds, 1.0 / bare.secondsPerFrame(), static_cast<unsigned long long>(bare.frames),
       static_cast<unsigned long long>(kit.shown), static_cast<unsigned long long>(kit.dropped),
-      static_cast<unsigned long long>(kit.late), 100.0 * share, 1000.0 * kit.largestOffset, 500.0 / kRefreshRate);
+      static_cast<unsigned long long>(kit.late), 100.0 * share, 1000.0 * kit.largestOffset, 500.0 / refreshRate);
   std::fprintf(stderr, "not shown at all: %.0f\n", missing);
   return 0;
 }
@@ -232,7 +235,8 @@ int measureHard(const std::string& path, int rounds) {
     processorRatio.push_back(last.processorSeconds / static_cast<double>(last.shown) /
                              (floor.processorSeconds / static_cast<double>(floor.frames)));
   }
-  std::printf("| 3840×1920 in 1920×1080, camera turning | per frame |\n|---|--:|\n");
+  std::printf("| 3840×1920 in 1920×1080, camera turning, %.0f refreshes a second | per frame |\n|---|--:|\n",
+              refreshRate);
   std::printf("| bare decoder | %s |\n| bare decoder, upload and draw, overlapped | %s |\n",
               cell(decode, " ms").c_str(), cell(bare, " ms").c_str());
   std::printf("| played, per shown frame | %s, %.1f a second |\n", cell(kit, " ms").c_str(),
@@ -253,16 +257,19 @@ int main(int argc, char** argv) {
   for (int i = 1; i < argc; ++i) {
     if (std::strcmp(argv[i], "--metal") == 0) {
       metal = true;
+    } else if (std::strncmp(argv[i], "--refresh=", 10) == 0) {
+      refreshRate = std::clamp(std::atof(argv[i] + 10), 1.0, 1000.0);
     } else {
       arguments.emplace_back(argv[i]);
     }
   }
   const int rounds = arguments.size() > 2 ? std::atoi(arguments[2].c_str()) : 3;
-  if (arguments.size() < 2 || rounds < 1) return fail("usage: zel_bench_playback EASY HARD [ROUNDS] [--metal]"), 2;
+  if (arguments.size() < 2 || rounds < 1)
+    return fail("usage: zel_bench_playback EASY HARD [ROUNDS] [--metal] [--refresh=RATE]"), 2;
   UIApplicationOptions options;
   options.displayDriver = "offscreen";
   options.offscreenSize = kHardView;
-  options.offscreenRefreshRate = kRefreshRate;
+  options.offscreenRefreshRate = refreshRate;
   if (const std::string error = UIApplication::start(options); !error.empty()) return fail(error);
   ZELRenderView::setMetalAllowed(metal);
   if (arguments[0] != "-" && measureEasy(arguments[0]) != 0) return 1;

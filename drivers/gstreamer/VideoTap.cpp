@@ -287,13 +287,16 @@ void VideoTap::noteInfo(const GstVideoInfo& info) {
   events_.changed();
 }
 
-/// A decoder that falls behind leaves out what nobody would see.
+/// A decoder that falls behind leaves out what nobody would see. It leaves out twice what it is told, so it is told of
+/// one frame at most: else a decoder that is too slow for the film would hand out one frame a second and nothing
+/// between.
 void VideoTap::sendLateness(const MediaFrame& frame) {
   const double rate = session_->timeline.rate();
   if (session_->isStepped || rate <= 0.0) return;
-  const double late = session_->timeline.itemTimeAt(CACurrentMediaTime()) - frame.time;
+  const double whole = session_->timeline.itemTimeAt(CACurrentMediaTime()) - frame.time;
   const std::optional<Line> line = this->line();
-  if (late < kTolerableLateness || !line) return;
+  if (whole < kTolerableLateness || !line) return;
+  const double late = std::min(whole, std::max(frame.duration, kUsualFrameLength));
   const double running = line->runningTime + (frame.time - line->itemTime) / line->rate;
   const GstPointer<GstPad> pad(gst_element_get_static_pad(sink_.get(), "sink"));
   const double proportion = 1.0 + late / std::max(frame.duration, kUsualFrameLength);

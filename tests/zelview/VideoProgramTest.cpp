@@ -54,8 +54,8 @@ class VideoProgram : public testing::Test {
   /// Pictures and what a filter makes of a video are alike by 40 dB in each plane.
   void expectLikeness(const std::string& pictures, const std::string& video, const std::string& filter,
                       const std::string& what) const {
-    const Outcome compared = shell("ffmpeg -nostdin -i " + pictures + " -i " + video + " -filter_complex '[1]" + filter +
-                                   ",format=yuv420p[b];[0][b]psnr' -f null -");
+    const Outcome compared = shell("ffmpeg -nostdin -i " + pictures + " -i " + video + " -filter_complex '[1]" +
+                                   filter + ",format=yuv420p[b];[0][b]psnr' -f null -");
     for (const char* plane : {" y:", " u:", " v:"}) {
       const size_t place = compared.err.rfind(plane);
       ASSERT_NE(place, std::string::npos) << compared.err;
