@@ -134,7 +134,7 @@ void Film::start() {
   const GstStateChangeReturn result = gst_element_set_state(playbin_.get(), GST_STATE_PAUSED);
   // What went wrong is on the bus.
   if (result == GST_STATE_CHANGE_FAILURE) fail("it cannot be opened");
-  if (result == GST_STATE_CHANGE_ASYNC && isFile(url_)) {
+  if (result == GST_STATE_CHANGE_ASYNC) {
     openingTimer_ = std::make_unique<PeriodicTimer>(kOpeningCheck, [weak = weak_from_this()] {
       if (const auto film = weak.lock()) film->order(&Film::watchOpening);
     });
@@ -181,20 +181,24 @@ std::string Film::openPlaybin() {
 }
 
 /// When a demuxer finds nothing in a file within the moment in which it is plugged in, its complaint is lost in the bin
-/// that plugs it, and the pipeline opens for ever: seen from here, nobody is at work and nothing has come of it.
+/// that plugs it, and the pipeline opens for ever: seen from here, nobody is at work and nothing has come of it. It
+/// also opens for ever when there is no decoder for its picture.
 void Film::watchOpening() {
   if (closed_ || !openingTimer_) return;
+  std::string missing;
   {
     const std::lock_guard lock(mutex_);
     if (opening_ != Opening::Underway || finishing_) {
       openingTimer_ = nullptr;
       return;
     }
+    if (missesPicture_) missing = missing_;
   }
-  idleChecks_ = hasRunningTask(GST_BIN(playbin_.get())) ? 0 : idleChecks_ + 1;
+  const bool isStuck = !missing.empty() || (isFile(url_) && !hasRunningTask(GST_BIN(playbin_.get())));
+  idleChecks_ = isStuck ? idleChecks_ + 1 : 0;
   if (idleChecks_ < kMostIdleChecks) return;
   openingTimer_ = nullptr;
-  fail("it is damaged or incomplete");
+  fail(missing.empty() ? "it is damaged or incomplete" : missing);
 }
 
 void Film::stop() {
@@ -327,6 +331,7 @@ void Film::handle(GstMessage* message) {
       std::string missing = missingPlugin(message);
       const std::lock_guard lock(mutex_);
       if (!missing.empty()) missing_ = std::move(missing);
+      missesPicture_ = missesPicture_ || missesPictureDecoder(message);
       break;
     }
     case GST_MESSAGE_STREAM_COLLECTION: {

@@ -88,6 +88,7 @@ class Film final : public std::enable_shared_from_this<Film> {
   AVVideoOrientation orientation_;
   /// What the decoder would be called that is not installed; empty when none was missed.
   std::string missing_;
+  bool missesPicture_ = false;
 };
 
 }  // namespace ZELPlatform

@@ -44,6 +44,8 @@ std::string reasonOfResource(const GError& error) {
       return "it does not exist";
     case GST_RESOURCE_ERROR_NOT_AUTHORIZED:
       return "reading it is not allowed";
+    case GST_RESOURCE_ERROR_SEEK:
+      return "the connection broke off, and the server sends nothing from the middle";
     case GST_RESOURCE_ERROR_BUSY:
       return "another program uses it";
     default:
@@ -106,6 +108,12 @@ std::string reasonOf(GstMessage* message) {
   if (error->domain == GST_RESOURCE_ERROR) return reasonOfResource(*error);
   if (error->domain == GST_STREAM_ERROR) return reasonOfStream(*error);
   return asClause(error->message);
+}
+
+bool missesPictureDecoder(GstMessage* message) {
+  if (!gst_is_missing_plugin_message(message)) return false;
+  const GText detail(gst_missing_plugin_message_get_installer_detail(message));
+  return detail && std::strstr(detail.get(), "decoder-video/");
 }
 
 std::string missingPlugin(GstMessage* message) {

@@ -20,6 +20,9 @@ std::string reasonOf(GstMessage* error);
 /// What is not installed, and which package has it, if the message says that something is missing; else empty.
 std::string missingPlugin(GstMessage* message);
 
+/// Whether the message says that what decodes pictures is missing.
+bool missesPictureDecoder(GstMessage* message);
+
 /// The URL of a path; a URL as it is. Empty when the path cannot be made one.
 std::string asURL(const std::string& urlOrPath);
 

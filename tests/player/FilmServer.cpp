@@ -10,8 +10,7 @@
 
 namespace ZELTest {
 
-FilmServer::FilmServer(std::string film, size_t bytes, bool hangsUp)
-    : film_(std::move(film)), bytes_(std::min(bytes, film_.size())), hangsUp_(hangsUp) {
+FilmServer::FilmServer(std::string film, size_t bytes) : film_(std::move(film)), bytes_(std::min(bytes, film_.size())) {
   socket_ = socket(AF_INET, SOCK_STREAM | SOCK_CLOEXEC, 0);
   sockaddr_in address{};
   address.sin_family = AF_INET;
@@ -27,7 +26,14 @@ FilmServer::~FilmServer() {
   shutdown(socket_, SHUT_RDWR);
   thread_.join();
   close(socket_);
+  hangUp();
+}
+
+void FilmServer::hangUp() {
+  const std::lock_guard lock(mutex_);
+  hangsUp_ = true;
   for (const int connection : silent_) close(connection);
+  silent_.clear();
 }
 
 std::string FilmServer::url() const { return "http://127.0.0.1:" + std::to_string(port_) + "/film.mkv"; }
@@ -37,6 +43,7 @@ void FilmServer::serve() {
   for (int connection = accept(socket_, nullptr, nullptr); connection >= 0;
        connection = accept(socket_, nullptr, nullptr)) {
     answer(connection);
+    const std::lock_guard lock(mutex_);
     if (hangsUp_) {
       close(connection);
     } else {

@@ -1,8 +1,10 @@
 #include <ZELPlatform/Dispatch.h>
+#include <gmock/gmock.h>
 #include <gtest/gtest.h>
 
 #include <atomic>
 #include <chrono>
+#include <cstdlib>
 #include <functional>
 #include <thread>
 #include <vector>
@@ -58,6 +60,35 @@ TEST_F(Lifecycle, APlayerMayGoInEveryState) {
       states[state](cinema);
     }
   }
+}
+
+TEST_F(Lifecycle, AnOpenItemDescribesItself) {
+  Clip wide = clip();
+  wide.video = "-vf setsar=2 " + wide.video;
+  const std::string turned = pathOf("turned.mp4");
+  // The metadata turn it to the left.
+  const std::string command = "ffmpeg -v error -y -i " + clipFile(wide) + " -c copy -metadata:s:v rotate=90 " + turned;
+  ASSERT_EQ(std::system(command.c_str()), 0);
+  Cinema cinema(turned);
+  const AVPlayerItem& item = *cinema.item();
+  EXPECT_FALSE(CMTimeIsValid(item.duration()));
+  ASSERT_TRUE(cinema.waitUntilReady()) << item.error();
+  EXPECT_EQ(item.error(), "");
+  EXPECT_NEAR(CMTimeGetSeconds(item.duration()), 3.0, 0.1);
+  EXPECT_EQ(item.presentationSize().width, 640) << "its pixels are twice as wide as high";
+  EXPECT_EQ(item.presentationSize().height, 180);
+  EXPECT_TRUE(item.canSeek());
+  EXPECT_EQ(item.orientation().rotation, 270);
+  EXPECT_FALSE(item.orientation().mirrored);
+  ASSERT_EQ(item.tracks().size(), 2U);
+  for (const AVPlayerItemTrack& track : item.tracks()) {
+    const bool isVideo = track.mediaType == AVMediaTypeVideo;
+    EXPECT_THAT(track.codec, testing::HasSubstr(isVideo ? "H.264" : "AAC"));
+    EXPECT_NEAR(track.nominalFrameRate, isVideo ? 30 : 0, 0.01);
+  }
+  const auto shown = cinema.look();
+  ASSERT_TRUE(shown);
+  EXPECT_EQ(shown->number, 0);
 }
 
 TEST_F(Lifecycle, FramesOutliveTheirPlayer) {
