@@ -59,6 +59,11 @@ OffscreenRenderer::~OffscreenRenderer() {
   window_->close();
 }
 
+void OffscreenRenderer::setSuperResolution(SuperResolution mode, int64_t contentType) {
+  superResolution_ = mode;
+  view_->setSuperResolutionContentType(contentType);
+}
+
 std::shared_ptr<CGImage> OffscreenRenderer::render(
     const std::shared_ptr<ZELPixelBufferSource>& source,
     const std::function<std::shared_ptr<ZELProjection>()>& makeProjection, const Camera& camera) {

@@ -29,8 +29,9 @@ class OffscreenRenderer {
   OffscreenRenderer(CGSize size, BackEnd backEnd);
   ~OffscreenRenderer();
 
-  /// Off at first. Flat frames that are to be enlarged need two planes.
-  void setSuperResolution(SuperResolution mode) { superResolution_ = mode; }
+  /// Off at first; with it, the kind of pictures that the network's model is chosen by. Flat frames that are to be
+  /// enlarged need two planes.
+  void setSuperResolution(SuperResolution mode, int64_t contentType);
 
   /// Of the last picture.
   ZELSuperResolutionStatus superResolutionStatus() const { return view_->superResolutionStatus(); }

@@ -33,6 +33,7 @@ struct RawOptions {
   double scale = 0.0;
   bool superResolution = false;
   bool superResolutionSplit = false;
+  std::string content = "general";
 };
 
 std::string checkSize(const std::string& text) { return parseSize(text) ? std::string() : sizeComplaint(text); }
@@ -119,6 +120,11 @@ void describe(CLI::App& app, RawOptions& raw) {
                    "Enlarge flat pictures and videos by a network where the view has the pixels for it (Metal only)");
   CLI::Option* split = app.add_flag("--super-resolution-split", raw.superResolutionSplit,
                                     "The same for the right half, beside the left half as it came");
+  app.add_option("--super-resolution-content", raw.content,
+                 "What the network is for: general, or screen for text, drawings and programs' windows")
+      ->type_name("NAME")
+      ->check(CLI::IsMember({"general", "screen"}))
+      ->capture_default_str();
   for (CLI::Option* option : {enlarge, split}) option->excludes(sheet)->excludes(panorama);
   app.add_flag("--verbose", o.verbose, "Say on standard error what is used and how long it takes");
   describeInteraction(app, raw);
@@ -150,6 +156,7 @@ Options finish(RawOptions raw) {
   }
   if (raw.projection != "auto") options.projection = projectionNamed(raw.projection);
   if (raw.superResolution) options.superResolution = SuperResolution::On;
+  options.contentType = raw.content == "screen" ? 1 : 0;
   if (raw.superResolutionSplit) options.superResolution = SuperResolution::Split;
   if (raw.backend == "metal") options.backEnd = BackEnd::Metal;
   if (raw.backend == "gl") options.backEnd = BackEnd::OpenGLES;

@@ -47,6 +47,8 @@ struct Options {
   std::optional<double> scale;
   /// Whether flat frames are enlarged by a network.
   SuperResolution superResolution = SuperResolution::Off;
+  /// What kind of pictures they are, by which the network's model is chosen: 0 anything, 1 text and drawings.
+  int64_t contentType = 0;
   BackEnd backEnd = BackEnd::Automatic;
   bool verbose = false;
 };

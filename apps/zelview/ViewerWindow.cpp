@@ -76,6 +76,7 @@ void ViewerWindow::open() {
   openCamera();
   // The shape of the key window decides how much is seen: be it before the first picture.
   window_->makeKeyWindow();
+  view_->setSuperResolutionContentType(options_.contentType);
   if (options_.superResolution != SuperResolution::Off) {
     warnOfMissingSuperResolution(*view_);
     setSuperResolution(options_.superResolution);
@@ -156,11 +157,16 @@ void ViewerWindow::setSuperResolution(SuperResolution mode) {
   if (split_) split_->setFrames(frames_);
   // The planes of a picture are others from now on.
   if (content_->isReady() && frames_) setProjection(projection_);
+  decideSuperResolutionAgain();
+}
+
+/// Whether to enlarge is decided with each new frame: a picture is shown anew after a change, and until the network is
+/// ready.
+void ViewerWindow::decideSuperResolutionAgain() {
   untoldAfter_ = frames_ ? frames_->frameCount() : 0;
   if (frames_) frames_->repeat();
 }
 
-/// Whether to enlarge is decided with each new frame: a picture is shown anew until the network is ready.
 void ViewerWindow::followSuperResolution() {
   if (split_) split_->layOut(gravity_);
   if (!untoldAfter_ || !frames_ || frames_->frameCount() <= *untoldAfter_) return;
@@ -204,6 +210,7 @@ void ViewerWindow::setProjection(ZELProjectionType type) {
       frames_ = std::make_shared<RepeatingSource>(source);
       view_->setContentSource(frames_);
       if (split_) split_->setFrames(frames_);
+      if (superResolution_ != SuperResolution::Off) decideSuperResolutionAgain();
     }
   }
   setTitle();
@@ -286,6 +293,7 @@ void ViewerWindow::windowDidResize(UIWindow& window) {
   if (options_.scale) UIScreen::mainScreen().setNativeScale(*options_.scale);
   if (help_) centreHelpOverlay(*help_, window.bounds().size);
   content_->layOut(window.bounds().size);
+  if (superResolution_ != SuperResolution::Off) decideSuperResolutionAgain();
 }
 
 void ViewerWindow::windowDidScroll(UIWindow&, CGPoint, double steps) {

@@ -98,6 +98,7 @@ class ViewerWindow final : public UIWindowDelegate,
   void setSuperResolution(SuperResolution mode);
   /// Off, when it is that already.
   void toggleSuperResolution(SuperResolution mode);
+  void decideSuperResolutionAgain();
   void followSuperResolution();
 
   Options options_;

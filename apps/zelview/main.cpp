@@ -61,7 +61,7 @@ void describe(const Options& options, PictureContent& content) {
 void saveSnapshot(const Options& options, PictureContent& content) {
   const ZELProjectionType type = content.projection();
   OffscreenRenderer renderer(options.size.value_or(kDefaultSize), options.backEnd);
-  renderer.setSuperResolution(options.superResolution);
+  renderer.setSuperResolution(options.superResolution, options.contentType);
   write(*renderer.render(
             content.sourceFor(type), [&] { return makeProjection(type, options.gravity, options.padding); },
             options.camera),

@@ -2,6 +2,7 @@
 
 #include <ZELPlatform/CVMetalTextureCache.h>
 #include <ZELPlatform/Foundation.h>
+#include <ZELPlatform/NSURL.h>
 #include <gtest/gtest.h>
 
 #include <algorithm>
@@ -70,7 +71,8 @@ class LumaNetworkTest : public metaltest::MetalTest {
 };
 
 TEST_F(LumaNetworkTest, EqualsThePyTorchNetwork) {
-  for (const char* path : {VECTORS_DIR "/random.zelluma", MODELS_DIR "/general.zelluma"}) {
+  for (const char* path :
+       {VECTORS_DIR "/random.zelluma", MODELS_DIR "/general.zelluma", MODELS_DIR "/screen.zelluma"}) {
     const std::string text(path);
     const std::string name = text.substr(text.rfind('/') + 1, text.rfind('.') - text.rfind('/') - 1);
     const Plane input = readPlane(VECTORS_DIR "/" + name + "-input.pgm");
@@ -115,12 +117,24 @@ TEST_F(LumaNetworkTest, WhatCannotBeMadeIsNoNetwork) {
   EXPECT_FALSE(framework.createNetwork(device, functions_, queue, 8, 8, 4, nullptr));
 }
 
+TEST(NeuralSelector, EachContentTypeHasAModelOfItsOwn) {
+  ZELNeural::Framework framework;
+  const auto pathFor = [&](int64_t content) {
+    return framework.modelURL({.contentType = content, .inputWidth = 960, .inputHeight = 540})->path();
+  };
+  EXPECT_TRUE(pathFor(0).ends_with("/general.zelluma"));
+  EXPECT_TRUE(pathFor(1).ends_with("/screen.zelluma"));
+  for (const int64_t content : {0, 1}) {
+    EXPECT_TRUE(framework.createModel(framework.createReader(NSURL::fileURLWithPath(pathFor(content))))) << content;
+  }
+}
+
 TEST(NeuralSelector, SupportsSizesThatAGpuKeepsUpWith) {
   ZELNeural::Framework framework;
   const auto supports = [&](int64_t width, int64_t height, int64_t content = 0, int64_t type = 0) {
     const ZELNetworkRequest request{
         .modelType = type, .contentType = content, .inputWidth = width, .inputHeight = height};
-    EXPECT_EQ(framework.modelURL(request) != nullptr, content == 0 && type == 0);
+    EXPECT_EQ(framework.modelURL(request) != nullptr, (content == 0 || content == 1) && type == 0);
     return framework.isInputResolutionSupported(request);
   };
   EXPECT_TRUE(supports(960, 540));
@@ -134,6 +148,8 @@ TEST(NeuralSelector, SupportsSizesThatAGpuKeepsUpWith) {
   EXPECT_FALSE(supports(0, 0));
   EXPECT_FALSE(supports(-960, -540));
   EXPECT_FALSE(supports(INT64_MAX, INT64_MAX));
+  EXPECT_TRUE(supports(960, 540, 1));
+  EXPECT_FALSE(supports(960, 540, -1));
   EXPECT_FALSE(supports(960, 540, 9)) << "an unknown content type";
   EXPECT_FALSE(supports(960, 540, 0, 1)) << "an unknown model type";
 }

@@ -134,7 +134,8 @@ TEST(ModelFile, AFrameworkReadsFilesThroughTheBoundary) {
 }
 
 TEST(NeuralReference, EqualsThePyTorchNetwork) {
-  for (const char* model : {VECTORS_DIR "/random.zelluma", MODELS_DIR "/general.zelluma"}) {
+  for (const char* model :
+       {VECTORS_DIR "/random.zelluma", MODELS_DIR "/general.zelluma", MODELS_DIR "/screen.zelluma"}) {
     const std::string name = fs::path(model).stem().string();
     const Plane input = readPlane(VECTORS_DIR "/" + name + "-input.pgm");
     const Plane output = readPlane(VECTORS_DIR "/" + name + "-output.pgm");

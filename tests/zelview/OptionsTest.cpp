@@ -47,6 +47,11 @@ TEST(Options, EveryOptionArrives) {
   EXPECT_EQ(parse({"--record-motion", "m"}).options->recordMotion, "m");
   EXPECT_EQ(parse({"--backend", "metal"}).options->backEnd, BackEnd::Metal);
   EXPECT_EQ(parse({"--backend", "auto"}).options->backEnd, BackEnd::Automatic);
+  EXPECT_EQ(parse({}).options->superResolution, SuperResolution::Off);
+  EXPECT_EQ(parse({"--super-resolution"}).options->superResolution, SuperResolution::On);
+  EXPECT_EQ(parse({"--super-resolution-split"}).options->superResolution, SuperResolution::Split);
+  EXPECT_EQ(parse({"--super-resolution-content", "screen"}).options->contentType, 1);
+  EXPECT_EQ(parse({"--super-resolution", "--contact-sheet", "a"}).status, 2);
   EXPECT_EQ(parse({"--contact-sheet", "a"}).options->mode, Mode::ContactSheet);
   EXPECT_EQ(parse({"--save-panorama", "a"}).options->mode, Mode::SavePanorama);
 }

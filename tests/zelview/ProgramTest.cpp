@@ -77,6 +77,29 @@ TEST_F(Program, SnapshotsLookWhereTheyAreTold) {
   EXPECT_GT(shareOfRightOctants(*snapshot("--size 120x200"), portrait), 0.8) << "taller than wide";
 }
 
+TEST_F(Program, SaysWhatBecomesOfSuperResolution) {
+  const auto stripes = [](size_t x, size_t) { return x / 5 % 2 == 0 ? Pixel{20, 30, 40} : Pixel{230, 220, 210}; };
+  ASSERT_EQ(CGImageWritePNG(*makeImage(64, 48, stripes), folder_.file("in.png")), "");
+  const auto said = [&](const std::string& arguments) {
+    const Outcome outcome = run("in.png --projection flat --snapshot shot.png --verbose " + arguments);
+    EXPECT_EQ(outcome.status, 0) << outcome.err;
+    return outcome.err;
+  };
+  EXPECT_THAT(said("--size 320x240 --backend gl --super-resolution"),
+              HasSubstr("zelview: Super-resolution has no effect: OpenGL ES"));
+#ifdef ZEL_WITH_NEURAL
+  const char* enlarged = "super-resolution: on: luma enlarged from 64x48 to 128x96\n";
+  EXPECT_THAT(said("--size 320x240 --backend metal --super-resolution"), HasSubstr(enlarged));
+  EXPECT_THAT(said("--size 320x240 --backend metal --super-resolution-split --super-resolution-content screen"),
+              HasSubstr(enlarged));
+  const auto split = CGImageCreateWithContentsOfFile(folder_.file("shot.png")).image;
+  ASSERT_TRUE(split);
+  EXPECT_EQ(pixelAt(*split, 159, 120), (Pixel{255, 96, 0}));
+  EXPECT_THAT(said("--size 64x48 --backend metal --super-resolution"),
+              HasSubstr("super-resolution: off: the display does not have more than 2.25 times"));
+#endif
+}
+
 TEST_F(Program, PicturesKeepTheirColoursAndShape) {
   // Left half red, right half blue; the middle column is straight ahead.
   const auto halves = [](size_t x, size_t) { return x < 32 ? Pixel{200, 30, 10} : Pixel{10, 30, 200}; };

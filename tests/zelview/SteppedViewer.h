@@ -157,6 +157,8 @@ class SteppedViewer : public testing::Test {
   std::shared_ptr<ViewerWindow> viewer_;
   GCThumbsticks sticks_;
   Shown shown_{};
+  /// Holds `in.png`, which the window shows.
+  ScratchFolder folder_;
 
  private:
   void closeViewer() {
@@ -170,7 +172,6 @@ class SteppedViewer : public testing::Test {
   void passUntil(double time) { clock_->advance(time - now()); }
 
   double start_ = 0.0;
-  ScratchFolder folder_;
 };
 
 }  // namespace zelview

@@ -63,7 +63,7 @@ std::shared_ptr<CGImage> makeVideoSnapshot(const Options& options, CGSize size) 
   waitFor([&] { return playback->isReady() || !playback->failure().empty(); }, film);
   if (!playback->failure().empty()) throw ViewerError(playback->failure());
   if (options.video.at.value_or(0.0) > 0.0) goTo(*playback, *options.video.at, film);
-  renderer.setSuperResolution(options.superResolution);
+  renderer.setSuperResolution(options.superResolution, options.contentType);
   std::shared_ptr<CGImage> picture = renderer.render(
       ZELAVPlayerPixelBufferSource::createWithPlayer(playback->player()),
       [&] { return makeProjection(playback->projection(), options.gravity, options.padding); }, options.camera);
