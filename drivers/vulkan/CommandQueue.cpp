@@ -127,14 +127,18 @@ void CommandQueue::end(const std::shared_ptr<State>& state, std::shared_ptr<Work
   const bool completed = scheduled && work->slot->wait();
   // Handlers may ask for it.
   work->status = completed ? MTLCommandBufferStatusCompleted : MTLCommandBufferStatusError;
+  if (completed) {
+    // Ahead of the drawables: whoever waits for one of those finds a slot. What a lost or refusing device left behind
+    // is not used again.
+    const std::lock_guard lock(state->mutex);
+    state->freeSlots.push_back(std::move(work->slot));
+  }
   for (const auto& handler : std::exchange(work->handlers, {})) handler();
   work->kept.clear();
   work->arriving.clear();
   work->drawables.clear();
   {
     const std::lock_guard lock(state->mutex);
-    // What a lost or refusing device left behind is not used again.
-    if (completed) state->freeSlots.push_back(std::move(work->slot));
     state->running.pop_front();
     work->ended = true;
   }

@@ -40,8 +40,8 @@ std::shared_ptr<Device> validatedDevice(std::string* reason);
 /// For a device of a test's own that the layer looks at, too.
 Settings validatedSettings();
 
-/// What the validation layer said since the last call. Tests of `MetalTest` and of programs with `WatchedViews.cpp` fail
-/// for it.
+/// What the validation layer said since the last call. Tests of `MetalTest` and of programs with `WatchedViews.cpp`
+/// fail for it.
 std::vector<std::string> takeValidationMessages();
 
 std::string testLibraryPath();
@@ -93,6 +93,11 @@ testing::AssertionResult isFilledWith(MTLTexture& texture, const Color& color);
 testing::AssertionResult isFilledWith(const std::shared_ptr<CGImage>& image, const Color& color);
 
 std::shared_ptr<CAMetalLayer> makeLayer(const std::shared_ptr<MTLDevice>& device, double width, double height);
+
+/// How many GPU objects may be made later than while warming up. What is under way at once is a matter of scheduling,
+/// and what its peak needs is made once, when it is reached: a third and fourth image of a ring (four objects each),
+/// command slots (three) and slots for copies (four). One object a frame would be hundreds.
+inline constexpr int kMadeAtThePeak = 40;
 
 /// Whether so many GPU objects are left, and no more, within a few seconds: what the GPU has done with is let go on
 /// threads of the queues.
