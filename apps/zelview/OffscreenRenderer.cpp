@@ -71,7 +71,7 @@ std::shared_ptr<CGImage> OffscreenRenderer::render(
   controller_->setCamera(camera);
   view_->setZoom(camera.zoom);
   view_->setSuperResolutionEnabled(superResolution_ == SuperResolution::On);
-  const std::shared_ptr<CGImage> picture = renderOnce(makeProjection);
+  std::shared_ptr<CGImage> picture = renderOnce(makeProjection);
   if (superResolution_ != SuperResolution::Split) return picture;
   view_->setSuperResolutionEnabled(true);
   return joinHalves(*picture, *renderOnce(makeProjection));
