@@ -5,6 +5,7 @@
 
 #include <algorithm>
 #include <array>
+#include <cmath>
 #include <cstring>
 #include <functional>
 #include <thread>
@@ -117,6 +118,34 @@ bool canBorrow(const GstVideoInfo& info) {
          info.colorimetry.matrix == GST_VIDEO_COLOR_MATRIX_BT709;
 }
 
+/// Video range for every value of full range; `swing` is that of video range.
+std::array<uint8_t, 256> narrowingTable(double zeroFrom, double zeroTo, double swing) {
+  std::array<uint8_t, 256> table{};
+  for (size_t i = 0; i < table.size(); ++i) {
+    table[i] = static_cast<uint8_t>(std::lround((static_cast<double>(i) - zeroFrom) * swing / 255.0 + zeroTo));
+  }
+  return table;
+}
+
+void narrow(uint8_t* row, size_t bytes, const std::array<uint8_t, 256>& table) {
+  for (size_t i = 0; i < bytes; ++i) row[i] = table[row[i]];
+}
+
+/// GStreamer's converter takes two ranges of one matrix for the same where it only has to move samples.
+bool needsNarrowing(const GstVideoInfo& info) {
+  return GST_VIDEO_INFO_IS_YUV(&info) && info.colorimetry.range == GST_VIDEO_COLOR_RANGE_0_255 &&
+         info.colorimetry.matrix == GST_VIDEO_COLOR_MATRIX_BT709;
+}
+
+void narrowPlanes(const Layout& layout, uint8_t* luma, uint8_t* chroma) {
+  static const std::array<uint8_t, 256> lumaTable = narrowingTable(0.0, 16.0, 219.0);
+  static const std::array<uint8_t, 256> chromaTable = narrowingTable(128.0, 128.0, 224.0);
+  for (size_t y = 0; y < layout.height; ++y) narrow(luma + y * layout.lumaRow, layout.width, lumaTable);
+  for (size_t y = 0; y < layout.chromaHeight; ++y) {
+    narrow(chroma + y * layout.chromaRow, 2 * layout.chromaWidth, chromaTable);
+  }
+}
+
 }  // namespace
 
 GstVideoInfo withSensibleColours(const GstVideoInfo& info) {
@@ -183,7 +212,10 @@ GstVideoConverter* FrameImporter::converterFor(const GstVideoInfo& info) {
   return converter_.get();
 }
 
-CVPixelBufferRef FrameImporter::convert(GstBuffer* buffer, const GstVideoInfo& info) {
+CVPixelBufferRef FrameImporter::convert(GstBuffer* buffer, const GstVideoInfo& decoded) {
+  GstVideoInfo info = decoded;
+  const bool narrows = needsNarrowing(decoded);
+  if (narrows) info.colorimetry.range = GST_VIDEO_COLOR_RANGE_16_235;
   const std::shared_ptr<MappedFrame> source = MappedFrame::map(buffer, info);
   const Layout layout(info);
   const size_t bytes = layout.lumaBytes + layout.chromaBytes;
@@ -209,6 +241,7 @@ CVPixelBufferRef FrameImporter::convert(GstBuffer* buffer, const GstVideoInfo& i
     gst_video_frame_unmap(&written);
     if (!converter) return nullptr;
   }
+  if (narrows) narrowPlanes(layout, memory.get(), memory.get() + layout.lumaBytes);
   pixelCounters().rewrittenFrameBytes += layout.width * layout.height + 2 * layout.chromaWidth * layout.chromaHeight;
   const CVPixelBuffer::Plane luma{memory.get(), layout.width, layout.height, layout.lumaRow};
   const CVPixelBuffer::Plane chroma{memory.get() + layout.lumaBytes, layout.chromaWidth, layout.chromaHeight,

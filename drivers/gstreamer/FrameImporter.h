@@ -21,7 +21,7 @@ class FrameImporter {
 
  private:
   CVPixelBufferRef borrow(GstBuffer* buffer, const GstVideoInfo& info);
-  CVPixelBufferRef convert(GstBuffer* buffer, const GstVideoInfo& info);
+  CVPixelBufferRef convert(GstBuffer* buffer, const GstVideoInfo& decoded);
   GstVideoConverter* converterFor(const GstVideoInfo& info);
 
   struct ConverterFree {
