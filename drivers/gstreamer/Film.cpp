@@ -25,9 +25,11 @@ constexpr guint kBuffering = 0x100;
 
 constexpr double kSecond = GST_SECOND;
 
-/// Between two looks at a file that is being opened, and how often nobody may be found at work on it.
-constexpr double kOpeningCheck = 0.25;
+/// Between two looks at a file that is being opened, how often nobody may be found at work on it, and how often it is
+/// opened again then.
+constexpr double kOpeningCheck = 0.1;
 constexpr int kMostIdleChecks = 4;
+constexpr int kMostReopenings = 2;
 
 /// Seconds after which a server that sends nothing is given up.
 constexpr guint kServerPatience = 10;
@@ -182,7 +184,8 @@ std::string Film::openPlaybin() {
 
 /// When a demuxer finds nothing in a file within the moment in which it is plugged in, its complaint is lost in the bin
 /// that plugs it, and the pipeline opens for ever: seen from here, nobody is at work and nothing has come of it. It
-/// also opens for ever when there is no decoder for its picture.
+/// also opens for ever when there is no decoder for its picture. A file that is so short that all of it has been read
+/// before the decoder was plugged in now and then opens for ever too (seen with GStreamer 1.22), and is opened again.
 void Film::watchOpening() {
   if (closed_ || !openingTimer_) return;
   std::string missing;
@@ -197,6 +200,13 @@ void Film::watchOpening() {
   const bool isStuck = !missing.empty() || (isFile(url_) && !hasRunningTask(GST_BIN(playbin_.get())));
   idleChecks_ = isStuck ? idleChecks_ + 1 : 0;
   if (idleChecks_ < kMostIdleChecks) return;
+  if (missing.empty() && !tap_->hasBegun() && reopenings_ < kMostReopenings) {
+    ++reopenings_;
+    idleChecks_ = 0;
+    gst_element_set_state(playbin_.get(), GST_STATE_NULL);
+    gst_element_set_state(playbin_.get(), GST_STATE_PAUSED);
+    return;
+  }
   openingTimer_ = nullptr;
   fail(missing.empty() ? "it is damaged or incomplete" : missing);
 }

@@ -69,6 +69,7 @@ class Film final : public std::enable_shared_from_this<Film> {
   bool closed_ = false;
   std::unique_ptr<PeriodicTimer> openingTimer_;
   int idleChecks_ = 0;
+  int reopenings_ = 0;
 
   /// Guards what follows.
   std::mutex mutex_;

@@ -44,23 +44,11 @@ uint64_t FrameQueue::begin() {
   return sequence_;
 }
 
-/// Frames come in the order in which they are shown, so where times go back, one of them is wrong. When it is a waiting
-/// one's, it would hold up all that follow: it is pulled back to this frame's time. Else this frame's is.
-void FrameQueue::straighten(MediaFrame* frame) {
-  if (hasFrames_ && !(frame->time >= lastTime_)) {
-    if (current_ && !awaitsFirst_ && frame->time > current_->time) {
-      for (MediaFrame& waiting : waiting_) waiting.time = std::min(waiting.time, frame->time);
-    } else {
-      frame->time = lastTime_;
-    }
-  }
-  if (!std::isfinite(frame->time)) frame->time = 0.0;
-}
-
 bool FrameQueue::push(uint64_t sequence, MediaFrame frame) {
   const std::lock_guard lock(mutex_);
   if (!accepting_ || sequence != sequence_) return false;
-  straighten(&frame);
+  if (hasFrames_ && !(frame.time >= lastTime_)) frame.time = lastTime_;
+  if (!std::isfinite(frame.time)) frame.time = 0.0;
   lastTime_ = frame.time;
   lastEnd_ = frame.time + frame.duration;
   hasFrames_ = true;

@@ -45,8 +45,7 @@ class FrameQueue {
 
   /// Adds a frame, whether there is room or not. False when it belongs to another sequence or the queue is closed.
   ///
-  /// Frames come in the order in which they are shown. One whose time goes back to before the chosen frame's, or is not a
-  /// number, is taken for as late as the frame before it; else the waiting ones are taken for no later than it.
+  /// Times that go back or are not numbers are taken for the time of the frame before.
   bool push(uint64_t sequence, MediaFrame frame);
 
   /// No frame follows in this sequence.
@@ -97,7 +96,6 @@ class FrameQueue {
  private:
   using Dropped = std::vector<MediaFrame>;
 
-  void straighten(MediaFrame* frame);
   void takeNext(Dropped* dropped);
   void advance(double time, Dropped* dropped);
   Choice chosen() const;
