@@ -200,14 +200,15 @@ void Film::watchOpening() {
   const bool isStuck = !missing.empty() || (isFile(url_) && !hasRunningTask(GST_BIN(playbin_.get())));
   idleChecks_ = isStuck ? idleChecks_ + 1 : 0;
   if (idleChecks_ < kMostIdleChecks) return;
+  openingTimer_ = nullptr;
+  idleChecks_ = 0;
   if (missing.empty() && !tap_->hasBegun() && reopenings_ < kMostReopenings) {
     ++reopenings_;
-    idleChecks_ = 0;
-    gst_element_set_state(playbin_.get(), GST_STATE_NULL);
-    gst_element_set_state(playbin_.get(), GST_STATE_PAUSED);
+    // Its parts cannot be started twice from where they stand.
+    dropPlaybin();
+    start();
     return;
   }
-  openingTimer_ = nullptr;
   fail(missing.empty() ? "it is damaged or incomplete" : missing);
 }
 
@@ -215,6 +216,10 @@ void Film::stop() {
   closed_ = true;
   openingTimer_ = nullptr;
   session_->frames.close();
+  dropPlaybin();
+}
+
+void Film::dropPlaybin() {
   if (!playbin_) return;
   gst_element_set_state(playbin_.get(), GST_STATE_NULL);
   const GstPointer<GstBus> bus(gst_element_get_bus(playbin_.get()));

@@ -45,6 +45,7 @@ class Film final : public std::enable_shared_from_this<Film> {
   void describeAgain();
   void watchOpening();
   void stop();
+  void dropPlaybin();
   void fail(const std::string& reason);
 
   static GstBusSyncReply message(GstBus* bus, GstMessage* message, gpointer film);

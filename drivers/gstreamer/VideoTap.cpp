@@ -76,7 +76,6 @@ void VideoTap::close() {
     closed_ = true;
     wakePump_.notify_all();
   }
-  session_->frames.close();
   if (pumpThread_.joinable()) pumpThread_.join();
 }
 

@@ -1,5 +1,7 @@
 #include "MetalSupport.h"
 
+#include <dlfcn.h>
+
 #include <chrono>
 #include <mutex>
 #include <thread>
@@ -42,6 +44,9 @@ std::shared_ptr<Device> validatedDevice(std::string* reason) {
 }
 
 Settings validatedSettings() {
+  // Stays loaded after the last instance, so that the leak checker can tell what the layer keeps from what we do.
+  static const void* const layer = dlopen("libVkLayer_khronos_validation.so", RTLD_NOW | RTLD_LOCAL | RTLD_NODELETE);
+  static_cast<void>(layer);
   Settings settings;
   settings.onValidation = [](const std::string& message) {
     Messages& messages = Messages::shared();
