@@ -160,7 +160,7 @@ void BareVulkan::copyToStaging(const CVPixelBuffer& buffer) {
     const CVPixelBuffer::Plane plane = buffer.plane(index);
     const size_t row = uploaded_[index]->width() * vulkan::bytesPerPixel(uploaded_[index]->format());
     const auto* from = static_cast<const uint8_t*>(plane.baseAddress);
-    for (size_t y = 0; y < uploaded_[index]->height(); ++y, to += row) {
+    for (size_t y = 0; from && y < uploaded_[index]->height(); ++y, to += row) {
       std::memcpy(to, from + y * plane.bytesPerRow, row);
     }
   }

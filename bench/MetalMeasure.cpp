@@ -214,7 +214,7 @@ std::string measureMetal(const Settings& settings, Report& report) {
                      kRingSize);
     for (const auto& projection : projections) {
       const std::string projectionName = ZELProjectionTypeName(projection->type());
-      if (!settings.wants(projectionName + " " + formatName)) continue;
+      if (!settings.wants(std::string(projectionName).append(" ").append(formatName))) continue;
       std::string error;
       if (!openGL) openGL = KitStage::create(kTargetSize, false, &error);
       if (openGL && !metal) metal = KitStage::create(kTargetSize, true, &error);

@@ -125,6 +125,7 @@ int main(int argc, char** argv) {
   for (const bool enlarged : {false, true}) {
     if (!stage.setEnlarged(enlarged)) return fail("The frame is not enlarged: is the network installed?");
     std::vector<double> taken;
+    taken.reserve(static_cast<size_t>(samples));
     for (int i = 0; i < samples; ++i) taken.push_back(stage.showFrame());
     medians[enlarged ? 1 : 0] = median(taken);
     std::printf("| %s | %.1f | %.1f |\n", enlarged ? "enlarged" : "plain", median(taken),

@@ -35,6 +35,10 @@ std::shared_ptr<ZELRenderView> makeRenderView(CGRect frame, BackEnd backEnd) {
   if (backEnd == BackEnd::Metal && !view->usesMetal()) {
     throw ViewerError("The Metal back end cannot draw: its shader library is missing or does not suit the GPU.");
   }
+  if (!view->usesMetal()) {
+    const std::string reason = EAGLContext::unavailableReason();
+    if (!reason.empty()) throw ViewerError(reason);
+  }
   return view;
 }
 

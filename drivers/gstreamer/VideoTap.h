@@ -64,8 +64,8 @@ class VideoTap {
   /// The frames' format; nothing known before the first.
   std::optional<GstVideoInfo> videoInfo() const;
 
-  /// Ends the tap's thread. To be called after the pipeline was stopped, or before it was started; the session's queue is
-  /// closed by then or has room.
+  /// Ends the tap's thread. To be called after the pipeline was stopped, or before it was started; the session's queue
+  /// is closed by then or has room.
   void close();
 
   VideoTap(const VideoTap&) = delete;

@@ -115,14 +115,16 @@ void CommandQueue::run(const std::shared_ptr<State>& state) {
   for (;;) {
     state->changed.wait(lock, [&state] { return state->stopped || !state->running.empty(); });
     if (state->running.empty()) return;
-    auto work = state->running.front();
-    lock.unlock();
-    end(state, std::move(work));
+    {
+      const std::shared_ptr<Work> work = state->running.front();
+      lock.unlock();
+      end(state, work);
+    }
     lock.lock();
   }
 }
 
-void CommandQueue::end(const std::shared_ptr<State>& state, std::shared_ptr<Work> work) {
+void CommandQueue::end(const std::shared_ptr<State>& state, const std::shared_ptr<Work>& work) {
   const bool scheduled = work->status == MTLCommandBufferStatusScheduled;
   const bool completed = scheduled && work->slot->wait();
   // Handlers may ask for it.

@@ -69,7 +69,7 @@ class CommandQueue final : public MTLCommandQueue, public std::enable_shared_fro
   explicit CommandQueue(std::shared_ptr<Gpu> gpu) : gpu_(std::move(gpu)) {}
   void submitWhatIsDue();
   static void submit(Work& work);
-  static void end(const std::shared_ptr<State>& state, std::shared_ptr<Work> work);
+  static void end(const std::shared_ptr<State>& state, const std::shared_ptr<Work>& work);
   static void run(const std::shared_ptr<State>& state);
   bool isCompletionThread() const { return std::this_thread::get_id() == thread_.get_id(); }
 

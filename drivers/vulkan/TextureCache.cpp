@@ -84,7 +84,7 @@ std::shared_ptr<Image> TextureCache::import(const CVPixelBuffer& buffer, size_t 
   const PixelBufferAttachments::Key key{gpu_.get(), planeIndex, kind.format, kind.width, kind.height};
   const auto attached = buffer._attachments().findOrMake(key, [&]() -> std::shared_ptr<void> {
     auto image = Image::import(*gpu_, kind.format, kind.width, kind.height, plane);
-    return image ? std::make_shared<ImportedPlane>(gpu_, std::move(image)) : nullptr;
+    return image ? std::make_shared<ImportedPlane>(ImportedPlane{gpu_, std::move(image)}) : nullptr;
   });
   return attached ? std::static_pointer_cast<ImportedPlane>(attached)->image : nullptr;
 }

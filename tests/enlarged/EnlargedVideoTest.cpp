@@ -14,6 +14,8 @@
 #include <string>
 #include <vector>
 
+#include "endurance/Memory.h"
+
 namespace {
 
 constexpr size_t kWidth = 320;
@@ -194,7 +196,7 @@ TEST_F(EnlargedVideo, SwitchingAtEveryFrameLeavesNothingBehind) {
   ZELRenderView::flushGPU();
   const size_t after = residentPages();
   // One network's textures for this size take about 1.3 MB.
-  EXPECT_LT(after, before + (16U << 20U) / kPage) << "pages before: " << before;
+  if (ZELTest::kMemoryIsMeasurable) EXPECT_LT(after, before + (16U << 20U) / kPage) << "pages before: " << before;
 }
 
 }  // namespace
