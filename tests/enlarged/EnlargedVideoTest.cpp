@@ -196,7 +196,9 @@ TEST_F(EnlargedVideo, SwitchingAtEveryFrameLeavesNothingBehind) {
   ZELRenderView::flushGPU();
   const size_t after = residentPages();
   // One network's textures for this size take about 1.3 MB.
-  if (ZELTest::kMemoryIsMeasurable) EXPECT_LT(after, before + (16U << 20U) / kPage) << "pages before: " << before;
+  if (ZELTest::kMemoryIsMeasurable) {
+    EXPECT_LT(after, before + (16U << 20U) / kPage) << "pages before: " << before;
+  }
 }
 
 }  // namespace
