@@ -26,7 +26,7 @@ inline constexpr std::array<KeyHelp, 22> kKeyHelp = {{
     {"r", "back to where the window began"},
     {"Space", "pause or go on (videos)"},
     {", .", "5 seconds back or on; with Shift, 30"},
-    {"drag the bar below", "look for another place; it shows when the mouse moves"},
+    {"drag the bar below", "look for another place; move the mouse to see it"},
     {"a", "sound off or on"},
     {"b, n", "previous or next video"},
     {"s", "save a snapshot in the working directory"},
