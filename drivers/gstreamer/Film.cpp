@@ -18,17 +18,19 @@ namespace {
 // What playbin is to do, by the numbers of its "flags" property, which has no header.
 constexpr guint kPlayVideo = 0x1;
 constexpr guint kPlayAudio = 0x2;
-constexpr guint kSoftVolume = 0x10;
-/// Nothing converts the pictures on their way: the tap takes them as they are.
+/// Nothing of its own converts sound and pictures on their way: the filter does (what converts sound there is not
+/// freed with the playbin, seen with GStreamer 1.22), and the tap takes pictures as they are.
+constexpr guint kNativeAudio = 0x20;
 constexpr guint kNativeVideo = 0x40;
 constexpr guint kBuffering = 0x100;
 
 constexpr double kSecond = GST_SECOND;
 
-/// Between two looks at a file that is being opened, how often nobody may be found at work on it, and how often it is
-/// opened again then.
+/// Between two looks at a file that is being opened, how often nobody, or nobody but queues, may be found at work on
+/// it, and how often it is opened again then.
 constexpr double kOpeningCheck = 0.1;
 constexpr int kMostIdleChecks = 4;
+constexpr int kMostDrainingChecks = 20;
 constexpr int kMostReopenings = 2;
 
 /// Seconds after which a server that sends nothing is given up.
@@ -109,7 +111,7 @@ void Film::setVolume(double volume) {
     volume_ = volume;
   }
   queue_->async([self = shared_from_this(), volume] {
-    if (self->playbin_) g_object_set(self->playbin_.get(), "volume", volume, nullptr);
+    if (self->volumeControl_) g_object_set(self->volumeControl_.get(), "volume", volume, nullptr);
   });
 }
 
@@ -119,7 +121,7 @@ void Film::setMuted(bool muted) {
     muted_ = muted;
   }
   queue_->async([self = shared_from_this(), muted] {
-    if (self->playbin_) g_object_set(self->playbin_.get(), "mute", static_cast<gboolean>(muted), nullptr);
+    if (self->volumeControl_) g_object_set(self->volumeControl_.get(), "mute", static_cast<gboolean>(muted), nullptr);
   });
 }
 
@@ -163,17 +165,21 @@ std::string Film::openPlaybin() {
                                                                  if (const auto film = weak.lock())
                                                                    film->order(&Film::describeAgain);
                                                                }});
-  const guint sound = session_->isStepped ? 0 : kPlayAudio | kSoftVolume | kBuffering;
+  gate_ = std::make_unique<PluggingGate>();
+  gate_->watch(playbin);
+  const guint sound = session_->isStepped ? 0 : kPlayAudio | kNativeAudio | kBuffering;
   g_signal_connect(playbin, "deep-element-added", G_CALLBACK(keepSoundInStep), nullptr);
   g_signal_connect(playbin, "deep-element-added", G_CALLBACK(leaveRangeToDecoder), nullptr);
   g_signal_connect(playbin, "source-setup", G_CALLBACK(limitSilence), nullptr);
   g_object_set(playbin, "uri", url.c_str(), "flags", kPlayVideo | kNativeVideo | sound, "video-sink", tap_->sink(),
                nullptr);
-  {
+  SoundFilter filter = makeSoundFilter();
+  if (filter.volume) {
     const std::lock_guard lock(mutex_);
-    g_object_set(playbin, "volume", volume_, "mute", static_cast<gboolean>(muted_), nullptr);
+    g_object_set(filter.volume.get(), "volume", volume_, "mute", static_cast<gboolean>(muted_), nullptr);
   }
-  g_object_set(playbin, "audio-sink", makeSoundSink(), "audio-filter", makePitchKeeper(), nullptr);
+  g_object_set(playbin, "audio-sink", makeSoundSink(), "audio-filter", filter.bin, nullptr);
+  volumeControl_ = std::move(filter.volume);
   // The clock that host time comes from; sound is made to follow it.
   const GstPointer<GstClock> clock(gst_system_clock_obtain());
   gst_pipeline_use_clock(GST_PIPELINE(playbin), clock.get());
@@ -185,7 +191,8 @@ std::string Film::openPlaybin() {
 /// When a demuxer finds nothing in a file within the moment in which it is plugged in, its complaint is lost in the bin
 /// that plugs it, and the pipeline opens for ever: seen from here, nobody is at work and nothing has come of it. It
 /// also opens for ever when there is no decoder for its picture. A file that is so short that all of it has been read
-/// before the decoder was plugged in now and then opens for ever too (seen with GStreamer 1.22), and is opened again.
+/// before the decoder was plugged in now and then opens for ever too (seen with GStreamer 1.22), with only the threads
+/// of queues left, and is opened again; but a large first frame also takes its time then.
 void Film::watchOpening() {
   if (closed_ || !openingTimer_) return;
   std::string missing;
@@ -197,18 +204,21 @@ void Film::watchOpening() {
     }
     if (missesPicture_) missing = missing_;
   }
-  const bool isStuck = !missing.empty() || (isFile(url_) && !hasRunningTask(GST_BIN(playbin_.get())));
+  const Work work = missing.empty() && isFile(url_) ? workIn(GST_BIN(playbin_.get())) : Work::Moving;
+  const bool isStuck = !missing.empty() || work != Work::Moving;
   idleChecks_ = isStuck ? idleChecks_ + 1 : 0;
-  if (idleChecks_ < kMostIdleChecks) return;
-  openingTimer_ = nullptr;
-  idleChecks_ = 0;
+  if (idleChecks_ < (work == Work::Draining ? kMostDrainingChecks : kMostIdleChecks)) return;
   if (missing.empty() && !tap_->hasBegun() && reopenings_ < kMostReopenings) {
     ++reopenings_;
+    idleChecks_ = 0;
+    openingTimer_ = nullptr;
     // Its parts cannot be started twice from where they stand.
     dropPlaybin();
     start();
     return;
   }
+  if (work == Work::Draining) return;
+  openingTimer_ = nullptr;
   fail(missing.empty() ? "it is damaged or incomplete" : missing);
 }
 
@@ -221,12 +231,15 @@ void Film::stop() {
 
 void Film::dropPlaybin() {
   if (!playbin_) return;
+  gate_->close();
   gst_element_set_state(playbin_.get(), GST_STATE_NULL);
   const GstPointer<GstBus> bus(gst_element_get_bus(playbin_.get()));
   gst_bus_set_sync_handler(bus.get(), nullptr, nullptr, nullptr);
   tap_->close();
   playbin_ = nullptr;
+  volumeControl_ = nullptr;
   tap_ = nullptr;
+  gate_ = nullptr;
 }
 
 void Film::applyPlaying() {

@@ -2,6 +2,7 @@
 
 #include "drivers/gstreamer/GstPointer.h"
 #include "drivers/gstreamer/PeriodicTimer.h"
+#include "drivers/gstreamer/PluggingGate.h"
 #include "drivers/gstreamer/VideoTap.h"
 #include "platform/avfoundation/MediaDriver.h"
 
@@ -66,7 +67,10 @@ class Film final : public std::enable_shared_from_this<Film> {
 
   // The queue's.
   GstPointer<GstElement> playbin_;
+  /// Null when the system lacks what sound needs.
+  GstPointer<GstElement> volumeControl_;
   std::unique_ptr<VideoTap> tap_;
+  std::unique_ptr<PluggingGate> gate_;
   bool closed_ = false;
   std::unique_ptr<PeriodicTimer> openingTimer_;
   int idleChecks_ = 0;

@@ -1,12 +1,14 @@
 #pragma once
 
-#include <gst/gst.h>
-
+#include <condition_variable>
 #include <functional>
+#include <mutex>
+#include <thread>
 
 namespace ZELPlatform {
 
-/// Calls again and again while it lives, on a thread of GStreamer's; a call may still come while it is destroyed.
+/// Calls again and again while it lives, on a thread of its own; no call comes once the destructor has returned, which
+/// waits for one under way.
 class PeriodicTimer {
  public:
   PeriodicTimer(double seconds, std::function<void()> call);
@@ -16,7 +18,10 @@ class PeriodicTimer {
   PeriodicTimer& operator=(const PeriodicTimer&) = delete;
 
  private:
-  GstClockID id_ = nullptr;
+  std::mutex mutex_;
+  std::condition_variable wake_;
+  bool ends_ = false;
+  std::thread thread_;
 };
 
 }  // namespace ZELPlatform

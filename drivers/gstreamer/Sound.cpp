@@ -44,7 +44,16 @@ GstElement* makeSoundSink() {
   return sink;
 }
 
-GstElement* makePitchKeeper() { return gst_element_factory_make("scaletempo", nullptr); }
+SoundFilter makeSoundFilter() {
+  const GstPointer<GstElementFactory> pitchKeeper(gst_element_factory_find("scaletempo"));
+  const std::string description = std::string("audioconvert ! ") + (pitchKeeper ? "scaletempo ! " : "") +
+                                  "volume name=volume ! audioconvert ! audioresample";
+  SoundFilter filter;
+  filter.bin =
+      gst_parse_bin_from_description_full(description.c_str(), TRUE, nullptr, GST_PARSE_FLAG_FATAL_ERRORS, nullptr);
+  if (filter.bin) filter.volume.reset(gst_bin_get_by_name(GST_BIN(filter.bin), "volume"));
+  return filter;
+}
 
 void keepSoundInStep(GstBin* /*bin*/, GstBin* /*parent*/, GstElement* element, gpointer /*data*/) {
   if (g_object_class_find_property(G_OBJECT_GET_CLASS(element), "drift-tolerance")) {

@@ -1,6 +1,7 @@
 #include "drivers/gstreamer/Tasks.h"
 
 #include <memory>
+#include <string_view>
 
 namespace ZELPlatform {
 namespace {
@@ -27,8 +28,20 @@ bool padRuns(GObject* pad) { return gst_pad_get_task_state(GST_PAD(pad)) == GST_
 
 bool elementRuns(GObject* element) { return any(gst_element_iterate_pads(GST_ELEMENT(element)), padRuns); }
 
+/// The thread of a queue runs on when nothing comes any more.
+bool isQueue(GstElement* element) {
+  GstElementFactory* factory = gst_element_get_factory(element);
+  const std::string_view name = factory ? GST_OBJECT_NAME(factory) : "";
+  return name == "multiqueue" || name == "queue" || name == "queue2";
+}
+
+bool movesData(GObject* element) { return !isQueue(GST_ELEMENT(element)) && elementRuns(element); }
+
 }  // namespace
 
-bool hasRunningTask(GstBin* bin) { return any(gst_bin_iterate_recurse(bin), elementRuns); }
+Work workIn(GstBin* bin) {
+  if (any(gst_bin_iterate_recurse(bin), movesData)) return Work::Moving;
+  return any(gst_bin_iterate_recurse(bin), elementRuns) ? Work::Draining : Work::None;
+}
 
 }  // namespace ZELPlatform

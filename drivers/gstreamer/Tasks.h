@@ -4,7 +4,16 @@
 
 namespace ZELPlatform {
 
-/// Whether a thread moves data anywhere in the bin, or waits to.
-bool hasRunningTask(GstBin* bin);
+/// What the threads in a bin are at.
+enum class Work {
+  /// Somebody reads, or takes apart what was read.
+  Moving,
+  /// All that could be read was read; what lies in queues may still be on its way.
+  Draining,
+  /// There is no thread that moves data, or waits to.
+  None
+};
+
+Work workIn(GstBin* bin);
 
 }  // namespace ZELPlatform

@@ -10,8 +10,12 @@ namespace {
 class PlayerEndurance : public PlayerFixture {};
 
 TEST_F(PlayerEndurance, ItemsComeAndGoWithoutATrace) {
-  constexpr int kChanges = kMemoryIsMeasurable ? 500 : 60;
-  constexpr int kWarmUp = kChanges / 5;
+  // GLib's allocator needs some hundred changes until its tables have their size.
+  constexpr int kWarmUp = kMemoryIsMeasurable ? 200 : 10;
+  constexpr int kChanges = kWarmUp + (kMemoryIsMeasurable ? 500 : 50);
+  // Decoded frames lie about until their memory is used again, and GLib's tables grow in steps: up to 10 MiB and 760 KiB
+  // were seen, and not more in five times as many changes. A film that stays is some hundred KiB of heap.
+  constexpr Memory kFilmSlack = {16 * 1024, 1000, 0, 0};
   // Threads of GStreamer's pool go when they have had nothing to do for a while.
   constexpr long kThreadSlack = 4;
   Clip loud;
@@ -46,7 +50,7 @@ TEST_F(PlayerEndurance, ItemsComeAndGoWithoutATrace) {
   cinema.player()->replaceCurrentItemWithPlayerItem(nullptr);
   cinema.wait([&] { return Memory::now().files <= early.files && Memory::now().threads <= early.threads; });
   EXPECT_LE(Memory::now().threads, early.threads + kThreadSlack);
-  expectNoGrowth("item changes after the first fifth", early);
+  expectNoGrowth("item changes", early, kFilmSlack);
 }
 
 }  // namespace

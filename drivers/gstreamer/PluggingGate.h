@@ -1,0 +1,35 @@
+#pragma once
+
+#include <gst/gst.h>
+
+#include <memory>
+
+namespace ZELPlatform {
+
+/// Keeps a playbin from being stopped at the moments in which stopping it would never end.
+///
+/// When the kind of a stream has been found, the thread that found it plugs in what reads it, and takes the state lock
+/// of the bin around it for that. A stop of the playbin holds that lock and waits for that thread (seen with GStreamer
+/// 1.22). So a stop waits until nobody is plugging, and afterwards nobody begins to.
+class PluggingGate {
+ public:
+  PluggingGate();
+  ~PluggingGate();
+
+  /// To be called before the playbin leaves its first state.
+  void watch(GstElement* playbin);
+
+  /// Waits for what is being plugged in, which takes no input or output, and lets nobody begin.
+  void close();
+
+  PluggingGate(const PluggingGate&) = delete;
+  PluggingGate& operator=(const PluggingGate&) = delete;
+
+  struct State;
+
+ private:
+  /// Shared with the elements that were watched: the last of them may outlive the gate.
+  const std::shared_ptr<State> state_;
+};
+
+}  // namespace ZELPlatform
