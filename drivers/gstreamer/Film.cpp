@@ -272,7 +272,7 @@ void Film::applySeek(const MediaSeek& seek) {
     playing = isPlaying_;
   }
   if (playing) {
-    clockStarted();
+    clockStarted(playbin_.get());
   } else {
     holdTimeline();
   }
@@ -344,7 +344,8 @@ GstBusSyncReply Film::message(GstBus* /*bus*/, GstMessage* message, gpointer fil
 }
 
 void Film::handle(GstMessage* message) {
-  const bool fromPipeline = GST_MESSAGE_SRC(message) == GST_OBJECT_CAST(playbin_.get());
+  // The playbin is the only one in itself.
+  const bool fromPipeline = GST_IS_PIPELINE(GST_MESSAGE_SRC(message));
   switch (GST_MESSAGE_TYPE(message)) {
     case GST_MESSAGE_ERROR: {
       std::string missing;
@@ -381,7 +382,7 @@ void Film::handle(GstMessage* message) {
     case GST_MESSAGE_STATE_CHANGED: {
       GstState now = GST_STATE_VOID_PENDING;
       gst_message_parse_state_changed(message, nullptr, &now, nullptr);
-      if (fromPipeline && now == GST_STATE_PLAYING) clockStarted();
+      if (fromPipeline && now == GST_STATE_PLAYING) clockStarted(GST_ELEMENT(GST_MESSAGE_SRC(message)));
       break;
     }
     case GST_MESSAGE_ASYNC_DONE:
@@ -413,7 +414,7 @@ void Film::handle(GstMessage* message) {
 }
 
 /// The pipeline's clock goes: from now on item time does too.
-void Film::clockStarted() {
+void Film::clockStarted(GstElement* playbin) {
   bool isLive = false;
   {
     const std::lock_guard lock(mutex_);
@@ -427,12 +428,12 @@ void Film::clockStarted() {
   if (isLive) {
     const GstMiniPointer<GstQuery> query(gst_query_new_latency());
     GstClockTime least = 0;
-    if (gst_element_query(playbin_.get(), query.get())) {
+    if (gst_element_query(playbin, query.get())) {
       gst_query_parse_latency(query.get(), nullptr, &least, nullptr);
     }
     latency = static_cast<double>(least) / kSecond;
   }
-  const double base = static_cast<double>(gst_element_get_base_time(playbin_.get())) / kSecond;
+  const double base = static_cast<double>(gst_element_get_base_time(playbin)) / kSecond;
   session_->timeline.run(base + latency + line->runningTime, line->itemTime, line->rate);
   session_->frames.wake();
 }

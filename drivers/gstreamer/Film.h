@@ -51,7 +51,7 @@ class Film final : public std::enable_shared_from_this<Film> {
 
   static GstBusSyncReply message(GstBus* bus, GstMessage* message, gpointer film);
   void handle(GstMessage* message);
-  void clockStarted();
+  void clockStarted(GstElement* playbin);
   void holdTimeline();
   void prerolled();
   void sequenceArrived();

@@ -2,7 +2,8 @@
 
 #include <gst/gst.h>
 
-#include <memory>
+#include <condition_variable>
+#include <mutex>
 
 namespace ZELPlatform {
 
@@ -13,10 +14,9 @@ namespace ZELPlatform {
 /// 1.22). So a stop waits until nobody is plugging, and afterwards nobody begins to.
 class PluggingGate {
  public:
-  PluggingGate();
-  ~PluggingGate();
+  PluggingGate() = default;
 
-  /// To be called before the playbin leaves its first state.
+  /// To be called before the playbin leaves its first state; the gate outlives it.
   void watch(GstElement* playbin);
 
   /// Waits for what is being plugged in, which takes no input or output, and lets nobody begin.
@@ -25,11 +25,15 @@ class PluggingGate {
   PluggingGate(const PluggingGate&) = delete;
   PluggingGate& operator=(const PluggingGate&) = delete;
 
-  struct State;
-
  private:
-  /// Shared with the elements that were watched: the last of them may outlive the gate.
-  const std::shared_ptr<State> state_;
+  static void added(GstBin* bin, GstBin* parent, GstElement* element, gpointer gate);
+  static void enter(GstElement* finder, guint probability, GstCaps* caps, gpointer gate);
+  static void leave(GstElement* finder, guint probability, GstCaps* caps, gpointer gate);
+
+  std::mutex mutex_;
+  std::condition_variable left_;
+  bool isClosed_ = true;
+  int inside_ = 0;
 };
 
 }  // namespace ZELPlatform
