@@ -169,9 +169,11 @@ class MetalTextureCache : public testing::Test {
     return text;
   }
 
-  /// Lets everything that the cache left to other queues run: each such task holds the cache.
+  /// Lets everything that the cache left to other queues run: each such task holds the cache, and the last of them
+  /// passes through the render queue, behind which what they wrote may be read.
   void settle() {
     while (cache_.use_count() > 1) std::this_thread::sleep_for(std::chrono::milliseconds(1));
+    queue_->sync([] {});
   }
 
   const std::shared_ptr<DispatchQueue> queue_ = DispatchQueue::create("test render queue");

@@ -44,9 +44,10 @@ std::shared_ptr<Device> validatedDevice(std::string* reason) {
 }
 
 Settings validatedSettings() {
-  // Stays loaded after the last instance, so that the leak checker can tell what the layer keeps from what we do.
-  static const void* const layer = dlopen("libVkLayer_khronos_validation.so", RTLD_NOW | RTLD_LOCAL | RTLD_NODELETE);
-  static_cast<void>(layer);
+  // They stay loaded after the last instance, so that the leak checker can tell what they keep from what we do.
+  for (const char* library : {"libVkLayer_khronos_validation.so", "libvulkan_lvp.so"}) {
+    dlopen(library, RTLD_NOW | RTLD_LOCAL | RTLD_NODELETE);
+  }
   Settings settings;
   settings.onValidation = [](const std::string& message) {
     Messages& messages = Messages::shared();
