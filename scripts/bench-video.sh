@@ -4,11 +4,11 @@
 # build_for_video TARGET: builds it unless `build_dir` says where it was built, and goes to a folder that is gone when
 # the script ends.
 build_for_video() {
-  "$ROOT/scripts/install-dependencies" build run player >&2
+  "$ROOT/scripts/install-dependencies" build run test >&2
   if [[ -z $build_dir ]]; then
     build_dir=$ROOT/build/render
     {
-      cmake -S "$ROOT" -B "$build_dir" -G Ninja --log-level=WARNING -DCMAKE_BUILD_TYPE=Release -DZEL_WITH_PLAYER=ON \
+      cmake -S "$ROOT" -B "$build_dir" -G Ninja --log-level=WARNING -DCMAKE_BUILD_TYPE=Release \
         -DZEL_BUILD_TESTS=OFF -DZEL_BUILD_EXAMPLES=OFF
       cmake --build "$build_dir" -j "$JOBS" --target "$1"
     } >&2
