@@ -1,9 +1,9 @@
 #pragma once
 
-#include <algorithm>
 #include <gtest/gtest.h>
 #include <malloc.h>
 #include <unistd.h>
+#include <algorithm>
 
 #include <filesystem>
 #include <fstream>

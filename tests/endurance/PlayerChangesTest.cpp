@@ -13,8 +13,8 @@ TEST_F(PlayerEndurance, ItemsComeAndGoWithoutATrace) {
   // GLib's allocator needs some hundred changes until its tables have their size.
   constexpr int kWarmUp = kMemoryIsMeasurable ? 200 : 10;
   constexpr int kChanges = kWarmUp + (kMemoryIsMeasurable ? 500 : 50);
-  // Decoded frames lie about until their memory is used again, and GLib's tables grow in steps: up to 10 MiB and 760 KiB
-  // were seen, and not more in five times as many changes. A film that stays is some hundred KiB of heap.
+  // Decoded frames lie about until their memory is used again, and GLib's tables grow in steps: up to 10 MiB and 760
+  // KiB were seen, and not more in five times as many changes. A film that stays is some hundred KiB of heap.
   constexpr Memory kFilmSlack = {16 * 1024, 1000, 0, 0};
   // Threads of GStreamer's pool go when they have had nothing to do for a while.
   constexpr long kThreadSlack = 4;
