@@ -70,6 +70,14 @@ std::string reasonOfStream(const GError& error) {
   }
 }
 
+/// Sources that find nobody at the other end say no more than that they stopped.
+bool isSilentSource(GstMessage* message, const GError& error) {
+  return g_error_matches(&error, GST_STREAM_ERROR, GST_STREAM_ERROR_FAILED) &&
+         GST_IS_ELEMENT(GST_MESSAGE_SRC(message)) &&
+         GST_OBJECT_FLAG_IS_SET(GST_MESSAGE_SRC(message), GST_ELEMENT_FLAG_SOURCE) &&
+         !GST_IS_BIN(GST_MESSAGE_SRC(message));
+}
+
 /// The Debian package that has what plays most of what is not in the base set.
 const char* packageFor(const std::string& detail) {
   if (detail.find("urisource") != std::string::npos) return "gstreamer1.0-plugins-good or gstreamer1.0-plugins-bad";
@@ -105,6 +113,7 @@ std::string reasonOf(GstMessage* message) {
   GError* raw = nullptr;
   gst_message_parse_error(message, &raw, nullptr);
   const std::unique_ptr<GError, decltype(&g_error_free)> error(raw, g_error_free);
+  if (isSilentSource(message, *error)) return "it cannot be reached";
   if (error->domain == GST_RESOURCE_ERROR) return reasonOfResource(*error);
   if (error->domain == GST_STREAM_ERROR) return reasonOfStream(*error);
   return asClause(error->message);
