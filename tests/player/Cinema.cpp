@@ -24,7 +24,12 @@ void Cinema::load(const std::string& path) {
 }
 
 bool Cinema::wait(const std::function<bool()>& condition) {
-  return NSRunLoop::mainRunLoop().runUntil(condition, kLongest);
+  NSRunLoop& loop = NSRunLoop::mainRunLoop();
+  // What changes on another thread does not wake the main one.
+  const NSRunLoop::Token looks = loop.addTimer(kPeriod / 4, kPeriod / 4, [] {});
+  const bool holds = loop.runUntil(condition, kLongest);
+  loop.remove(looks);
+  return holds;
 }
 
 bool Cinema::waitUntilReady() {
@@ -82,7 +87,6 @@ std::optional<Shown> Cinema::nextShown() {
   std::optional<Shown> shown;
   wait([&] {
     shown = look();
-    if (!shown) NSRunLoop::mainRunLoop().wakeUp();
     return shown.has_value();
   });
   return shown;
