@@ -3,7 +3,7 @@
 #include <cstdlib>
 #include <iostream>
 
-#include "endurance/Memory.h"
+#include "Memory.h"
 #include "gpu/RenderGLCalls.h"
 #include "gpu/RenderHarness.h"
 #include "platform/corevideo/Counters.h"

@@ -14,7 +14,7 @@
 #include <string>
 #include <vector>
 
-#include "endurance/Memory.h"
+#include "Memory.h"
 
 namespace {
 

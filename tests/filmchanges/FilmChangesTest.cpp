@@ -1,15 +1,15 @@
 #include <gtest/gtest.h>
 
-#include "endurance/Memory.h"
+#include "Memory.h"
 #include "player/Cinema.h"
 #include "player/PlayerFixture.h"
 
 namespace ZELTest {
 namespace {
 
-class PlayerEndurance : public PlayerFixture {};
+class FilmChanges : public PlayerFixture {};
 
-TEST_F(PlayerEndurance, ItemsComeAndGoWithoutATrace) {
+TEST_F(FilmChanges, LeaveNothingBehind) {
   // GLib's allocator needs some hundred changes until its tables have their size.
   constexpr int kWarmUp = kMemoryIsMeasurable ? 200 : 10;
   constexpr int kChanges = kWarmUp + (kMemoryIsMeasurable ? 500 : 50);
