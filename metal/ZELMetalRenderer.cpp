@@ -26,6 +26,33 @@ double cubeFaceScale(double textureWidth, int64_t padding) {
   return (faceWidth - static_cast<double>(padding)) / (faceWidth > 0.0 ? faceWidth : 1.0);
 }
 
+/// Video-range black of BT.709.
+constexpr MTLClearColor kBlackLuma = {16.0 / 255.0, 0.0, 0.0, 1.0};
+constexpr MTLClearColor kBlackChroma = {128.0 / 255.0, 128.0 / 255.0, 0.0, 1.0};
+
+MTLPixelFormat pixelFormatOf(ZELMetalTarget target) {
+  if (target == ZELMetalTarget::LumaPlane) return MTLPixelFormatR8Unorm;
+  return target == ZELMetalTarget::ChromaPlane ? MTLPixelFormatRG8Unorm : MTLPixelFormatBGRA8Unorm;
+}
+
+/// What draws frames of that format; empty if nothing does.
+std::string functionName(ZELMetalTarget target, ZELTextureFormat format, ZELProjectionType projection) {
+  const std::string suffix = std::string("_") + ZELProjectionTypeName(projection);
+  if (target == ZELMetalTarget::Display) return std::string("fs_") + ZELMetalTextureFormatName(format) + suffix;
+  if (format != ZELTextureFormatYUV) return "";
+  return (target == ZELMetalTarget::LumaPlane ? "fs_luma" : "fs_chroma") + suffix;
+}
+
+MTLRenderPassColorAttachmentDescriptor attachmentOf(ZELMetalTarget target, const std::shared_ptr<MTLTexture>& texture) {
+  const bool isPlane = target != ZELMetalTarget::Display;
+  return {.texture = texture,
+          .loadAction = isPlane ? MTLLoadActionClear : MTLLoadActionDontCare,
+          .storeAction = MTLStoreActionStore,
+          .clearColor = target == ZELMetalTarget::LumaPlane ? kBlackLuma
+                        : isPlane                           ? kBlackChroma
+                                                            : MTLClearColorMake(0, 0, 0, 1)};
+}
+
 MTLVertexDescriptor quadDescriptor() {
   MTLVertexDescriptor descriptor;
   descriptor.attributes[0] = {.format = MTLVertexFormatFloat2, .offset = 0, .bufferIndex = kVerticesAtVertex};
@@ -59,9 +86,10 @@ ZELMetalUniforms ZELMetalUniforms::forTexture(const ZELMetalTexture& texture, co
   return uniforms;
 }
 
-std::shared_ptr<ZELMetalRenderer> ZELMetalRenderer::createWithMetalDevice(const std::shared_ptr<MTLDevice>& device) {
+std::shared_ptr<ZELMetalRenderer> ZELMetalRenderer::createWithMetalDevice(const std::shared_ptr<MTLDevice>& device,
+                                                                          ZELMetalTarget target) {
   if (!device) return nullptr;
-  std::shared_ptr<ZELMetalRenderer> renderer(new ZELMetalRenderer());
+  std::shared_ptr<ZELMetalRenderer> renderer(new ZELMetalRenderer(target));
   renderer->device_ = device;
   renderer->vertexBuffer_ = device->newBufferWithBytes(kVertices, sizeof kVertices, kNoOptions);
   renderer->indexBuffer_ = device->newBufferWithBytes(kIndices, sizeof kIndices, kNoOptions);
@@ -73,9 +101,9 @@ bool ZELMetalRenderer::compilePipelines() {
   for (ZELProjectionType projection = ZELProjectionTypeFlat; projection <= ZELProjectionTypeSegmentedSphere;
        ++projection) {
     for (ZELTextureFormat format = ZELTextureFormatRGB; format <= ZELTextureFormatYUV; ++format) {
-      const std::string name =
-          std::string("fs_") + ZELMetalTextureFormatName(format) + "_" + ZELProjectionTypeName(projection);
-      std::shared_ptr<MTLRenderPipelineState> pipeline = _compilePipelineNamed(name, device_);
+      const std::string name = functionName(target_, format, projection);
+      if (name.empty()) continue;
+      std::shared_ptr<MTLRenderPipelineState> pipeline = _compilePipelineNamed(name, device_, pixelFormatOf(target_));
       if (!pipeline) return false;
       pipelines_[projection][format] = std::move(pipeline);
     }
@@ -91,13 +119,13 @@ const std::shared_ptr<MTLLibrary>& ZELMetalRenderer::_sharedLibraryForDevice(con
 }
 
 std::shared_ptr<MTLRenderPipelineState> ZELMetalRenderer::_compilePipelineNamed(
-    const std::string& name, const std::shared_ptr<MTLDevice>& device) {
+    const std::string& name, const std::shared_ptr<MTLDevice>& device, MTLPixelFormat pixelFormat) {
   const std::shared_ptr<MTLLibrary>& library = _sharedLibraryForDevice(device);
   if (!library || !device) return nullptr;
   MTLRenderPipelineDescriptor descriptor;
   descriptor.fragmentFunction = library->newFunctionWithName(name);
   descriptor.vertexFunction = library->newFunctionWithName("vs_main");
-  descriptor.colorAttachments[0].pixelFormat = MTLPixelFormatBGRA8Unorm;
+  descriptor.colorAttachments[0].pixelFormat = pixelFormat;
   descriptor.vertexDescriptor = quadDescriptor();
   std::string error;
   std::shared_ptr<MTLRenderPipelineState> pipeline = device->newRenderPipelineStateWithDescriptor(descriptor, &error);
@@ -123,10 +151,7 @@ void ZELMetalRenderer::renderFrameWithRenderTarget(const std::shared_ptr<MTLText
   if (!pipelineState) return;
 
   MTLRenderPassDescriptor pass;
-  pass.colorAttachments[0] = {.texture = target,
-                              .loadAction = MTLLoadActionDontCare,
-                              .storeAction = MTLStoreActionStore,
-                              .clearColor = MTLClearColorMake(0, 0, 0, 1)};
+  pass.colorAttachments[0] = attachmentOf(target_, target);
   const std::shared_ptr<MTLRenderCommandEncoder> encoder = commandBuffer.renderCommandEncoderWithDescriptor(pass);
   if (!encoder) return;
   encoder->setRenderPipelineState(pipelineState);

@@ -36,17 +36,29 @@ static_assert(offsetof(ZELMetalUniforms, displayOffset) == 64);
 static_assert(offsetof(ZELMetalUniforms, aspectRatio) == 80);
 static_assert(offsetof(ZELMetalUniforms, scale) == 88);
 
+/// What a renderer draws into.
+enum class ZELMetalTarget {
+  /// A layer's drawable. What lies outside the display rectangle is left to that.
+  Display,
+  /// A plane of video-range 4:2:0, from frames that have such planes. Samples pass unconverted; outside the display
+  /// rectangle they are black.
+  LumaPlane,
+  ChromaPlane,
+};
+
 /// The GPU objects that do not change from frame to frame (the quad and one pipeline for each projection and texture
 /// format), and the encoding of a frame with them. One thread at a time.
 class ZELMetalRenderer {
  public:
   /// Compiles all pipelines. Null when the shader library or one of its functions is missing, a function does not
   /// compile, or memory for the quad is short.
-  static std::shared_ptr<ZELMetalRenderer> createWithMetalDevice(const std::shared_ptr<MTLDevice>& device);
+  static std::shared_ptr<ZELMetalRenderer> createWithMetalDevice(const std::shared_ptr<MTLDevice>& device,
+                                                                 ZELMetalTarget target = ZELMetalTarget::Display);
 
   /// A pipeline with the fragment function of that name, or null.
-  static std::shared_ptr<MTLRenderPipelineState> _compilePipelineNamed(const std::string& name,
-                                                                       const std::shared_ptr<MTLDevice>& device);
+  static std::shared_ptr<MTLRenderPipelineState> _compilePipelineNamed(
+      const std::string& name, const std::shared_ptr<MTLDevice>& device,
+      MTLPixelFormat pixelFormat = MTLPixelFormatBGRA8Unorm);
 
   /// The shader library, or null when it is missing or damaged. It is loaded once for the process, by the device that
   /// asks first; a failure is final. Any thread.
@@ -54,8 +66,6 @@ class ZELMetalRenderer {
 
   /// Encodes one pass that draws the texture into the target as the state says; without a state, flat. Encodes nothing
   /// for a projection or format without a pipeline. Does not commit.
-  ///
-  /// What lies outside the display rectangle is left to the drawable.
   void renderFrameWithRenderTarget(const std::shared_ptr<MTLTexture>& target, const ZELMetalTexture& texture,
                                    const ZELInternalRenderState* state, MTLCommandBuffer& commandBuffer) const;
 
@@ -63,10 +73,11 @@ class ZELMetalRenderer {
   ZELMetalRenderer& operator=(const ZELMetalRenderer&) = delete;
 
  private:
-  ZELMetalRenderer() = default;
+  explicit ZELMetalRenderer(ZELMetalTarget target) : target_(target) {}
   bool compilePipelines();
   std::shared_ptr<MTLRenderPipelineState> pipeline(ZELProjectionType projection, ZELTextureFormat format) const;
 
+  const ZELMetalTarget target_;
   std::shared_ptr<MTLDevice> device_;
   std::shared_ptr<MTLBuffer> vertexBuffer_;
   std::shared_ptr<MTLBuffer> indexBuffer_;

@@ -3,6 +3,7 @@
 #include "drivers/vulkan/Layouts.h"
 #include "drivers/vulkan/Transfer.h"
 
+#include <cstring>
 #include <utility>
 
 namespace ZELPlatform::vulkan {
@@ -228,7 +229,17 @@ VkImageMemoryBarrier imageBarrier(VkImage image, VkImageLayout from, VkAccessFla
 
 std::vector<uint8_t> Texture::_bytes() {
   std::vector<uint8_t> bytes;
-  return gpu_->transfer().read(image_, &bytes) ? std::move(bytes) : std::vector<uint8_t>();
+  const size_t size = width() * height() * bytesPerPixel(pixelFormat());
+  const bool read = gpu_->transfer().read(image_, [&](const uint8_t* pixels) { bytes.assign(pixels, pixels + size); });
+  return read ? std::move(bytes) : std::vector<uint8_t>();
+}
+
+bool Texture::_readRows(void* rows, size_t bytesPerRow) {
+  const size_t tight = width() * bytesPerPixel(pixelFormat());
+  return gpu_->transfer().read(image_, [&](const uint8_t* pixels) {
+    auto* row = static_cast<uint8_t*>(rows);
+    for (size_t y = 0; y < height(); ++y) std::memcpy(row + y * bytesPerRow, pixels + y * tight, tight);
+  });
 }
 
 }  // namespace ZELPlatform::vulkan

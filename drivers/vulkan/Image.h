@@ -99,6 +99,7 @@ class Texture final : public MTLTexture {
   MTLStorageMode storageMode() const override { return storageMode_; }
   uint32_t usage() const override { return image_->usage(); }
   std::vector<uint8_t> _bytes() override;
+  bool _readRows(void* rows, size_t bytesPerRow) override;
 
   const std::shared_ptr<Image>& image() const { return image_; }
 

@@ -165,7 +165,7 @@ bool Transfer::upload(const std::shared_ptr<Image>& image, const uint8_t* rows, 
   return true;
 }
 
-bool Transfer::read(const std::shared_ptr<Image>& image, std::vector<uint8_t>* bytes) {
+bool Transfer::read(const std::shared_ptr<Image>& image, const std::function<void(const uint8_t* pixels)>& taker) {
   Turn turn(*this);
   const size_t size = image->width() * image->height() * bytesPerPixel(image->format());
   if (!turn || !reserve(gpu_, &turn->incoming, size, BufferPlace::ProgramReads)) return false;
@@ -182,7 +182,7 @@ bool Transfer::read(const std::shared_ptr<Image>& image, std::vector<uint8_t>* b
   if (!turn.submit(image)) return false;
   image->setHome();
   if (!turn.wait()) return false;
-  bytes->assign(turn->incoming.bytes(), turn->incoming.bytes() + size);
+  taker(turn->incoming.bytes());
   return true;
 }
 

@@ -25,8 +25,8 @@ class Transfer {
   /// Replaces an image's pixels by rows of memory, which are copied before this returns. Does not wait for the GPU.
   bool upload(const std::shared_ptr<Image>& image, const uint8_t* rows, size_t bytesPerRow);
 
-  /// Copies an image's pixels, rows without padding, into `bytes`; waits for the GPU.
-  bool read(const std::shared_ptr<Image>& image, std::vector<uint8_t>* bytes);
+  /// Waits for the GPU and shows `taker` an image's pixels, rows without padding, which are gone when that returns.
+  bool read(const std::shared_ptr<Image>& image, const std::function<void(const uint8_t* pixels)>& taker);
 
   /// Fills a buffer, whose size is a multiple of four, with zero; waits for the GPU.
   bool clear(VkBuffer buffer, size_t bytes);

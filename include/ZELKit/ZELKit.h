@@ -11,6 +11,7 @@
 #include <ZELKit/ZELDirectPixelBufferSource.h>
 #include <ZELKit/ZELDisplayable.h>
 #include <ZELKit/ZELFixedDirectionController.h>
+#include <ZELKit/ZELFrameRenderer.h>
 #include <ZELKit/ZELImagePixelBufferSource.h>
 #include <ZELKit/ZELInteractionController.h>
 #include <ZELKit/ZELOrientationMath.h>

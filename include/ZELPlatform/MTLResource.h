@@ -45,4 +45,7 @@ class ZELPLATFORM_EXPORT MTLTexture {
   /// The library's own: the texels, rows from the top without padding, after all work that was committed so far. Waits
   /// for the GPU; for snapshots and tests. Empty when the driver refuses.
   virtual std::vector<uint8_t> _bytes() { return {}; }
+
+  /// The library's own: the same into rows of the caller's. False when the driver refuses.
+  virtual bool _readRows(void* /*rows*/, size_t /*bytesPerRow*/) { return false; }
 };

@@ -3,6 +3,7 @@
 
 #include <cstring>
 #include <string>
+#include <tuple>
 #include <vector>
 
 #include "backend/FakeMetal.h"
@@ -96,6 +97,32 @@ TEST_F(MetalRenderer, EncodesOneQuadWithThePipelineOfProjectionAndFormat) {
   EXPECT_EQ(encode(*yuv_, nullptr)[1], "pipeline fs_yuv_flat");
   FakeMetal::shared().fail("encoder");
   EXPECT_TRUE(encode(*rgb_, nullptr).empty());
+}
+
+TEST_F(MetalRenderer, ForAPlaneDrawsFramesWithPlanesOnly) {
+  for (const auto& [target, plane, format, clear] :
+       {std::tuple(ZELMetalTarget::LumaPlane, "luma", "R8", "0.062745 0 0 1"),
+        std::tuple(ZELMetalTarget::ChromaPlane, "chroma", "RG8", "0.501961 0.501961 0 1")}) {
+    const auto device = FakeMetal::shared().createDevice();
+    FakeMetal::shared().takeLog();
+    const auto renderer = ZELMetalRenderer::createWithMetalDevice(device, target);
+    ASSERT_TRUE(renderer);
+    const std::string function = std::string("fs_") + plane + "_equirectangular";
+    EXPECT_THAT(FakeMetal::shared().takeLog(),
+                testing::Contains("compile vs_main " + function + " for " + format + ", corner 29 0+0 every 8"));
+    const auto commandBuffer = device->newCommandQueue()->commandBuffer();
+    const auto texture = std::make_shared<FakeTexture>("target", MTLPixelFormatR8Unorm, 8, 8);
+    ZELInternalRenderState state;
+    state.projection = ZELProjection::equirectangular();
+    FakeMetal::shared().takeLog();
+    renderer->renderFrameWithRenderTarget(texture, *yuv_, &state, *commandBuffer);
+    const auto log = FakeMetal::shared().takeLog();
+    ASSERT_GT(log.size(), 1U);
+    EXPECT_EQ(log[0], std::string("pass into target load 2 store 1 clear ") + clear) << "black outside";
+    EXPECT_EQ(log[1], "pipeline " + function);
+    renderer->renderFrameWithRenderTarget(texture, *rgb_, &state, *commandBuffer);
+    EXPECT_TRUE(FakeMetal::shared().takeLog().empty()) << "one colour plane has neither";
+  }
 }
 
 class UniformBytes {

@@ -108,6 +108,17 @@ void correctColours(GstElement* element) {
   gst_pad_add_probe(pad.get(), GST_PAD_PROBE_TYPE_EVENT_DOWNSTREAM, correctCapsEvent, nullptr, nullptr);
 }
 
+CVPixelBufferRef writablePixelsOf(GstBuffer* buffer, const GstVideoInfo& info) {
+  auto mapped = std::make_shared<Mapped>();
+  mapped->hasFrame = gst_video_frame_map(&mapped->frame, &info, buffer, GST_MAP_WRITE) != FALSE;
+  if (!mapped->hasFrame) return nullptr;
+  const auto width = static_cast<size_t>(GST_VIDEO_INFO_WIDTH(&info));
+  const auto height = static_cast<size_t>(GST_VIDEO_INFO_HEIGHT(&info));
+  return CVPixelBuffer::createWithPlanarBytes(
+      width, height, kCVPixelFormatType_420YpCbCr8BiPlanarVideoRange,
+      {mapped->plane(0, width, height), mapped->plane(1, width / 2, height / 2)}, [mapped] {});
+}
+
 /// Null when memory is short.
 GstBuffer* DecodedPixels::takeChroma(gsize bytes) {
   if (chromaBytes_ != bytes) {

@@ -18,6 +18,9 @@ void answerAllocations(GstElement* sink);
 /// above 576 rows, and BT.601 below. Without it large pictures of eight bits count as BT.2020.
 void correctColours(GstElement* element);
 
+/// A two-plane frame to write into, which keeps the memory until it goes. Null when it cannot be written.
+CVPixelBufferRef writablePixelsOf(GstBuffer* buffer, const GstVideoInfo& info);
+
 /// Makes pixel buffers of frames with `kDecodedCaps`. The decoder's memory is held until the buffer goes; of three
 /// planes the two of chroma are written into one. One thread.
 class DecodedPixels {

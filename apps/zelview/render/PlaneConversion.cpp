@@ -42,21 +42,26 @@ int16_t meanOfFour(const uint8_t* upper, const uint8_t* lower, size_t x) {
 }
 
 /// `count` samples. Sixteen bits are enough: no sum of products is beyond 112 * 255.
-void writeChroma(const SplitRow& upper, const SplitRow& lower, size_t count, uint8_t* u, uint8_t* v) {
+void writeChroma(const SplitRow& upper, const SplitRow& lower, size_t count, uint8_t* pairs) {
   const uint8_t* rows[] = {upper.red.data(),   lower.red.data(),  upper.green.data(),
                            lower.green.data(), upper.blue.data(), lower.blue.data()};
   for (size_t x = 0; x < count; ++x) {
     const int16_t red = meanOfFour(rows[0], rows[1], x);
     const int16_t green = meanOfFour(rows[2], rows[3], x);
     const int16_t blue = meanOfFour(rows[4], rows[5], x);
-    u[x] = static_cast<uint8_t>((static_cast<int16_t>(-26 * red - 86 * green + 112 * blue + 128) >> 8) + 128);
-    v[x] = static_cast<uint8_t>((static_cast<int16_t>(112 * red - 102 * green - 10 * blue + 128) >> 8) + 128);
+    pairs[2 * x] = static_cast<uint8_t>((static_cast<int16_t>(-26 * red - 86 * green + 112 * blue + 128) >> 8) + 128);
+    pairs[2 * x + 1] =
+        static_cast<uint8_t>((static_cast<int16_t>(112 * red - 102 * green - 10 * blue + 128) >> 8) + 128);
   }
 }
 
 }  // namespace
 
-void writePlanes(const CGImage& picture, const PlanesToWrite& planes) {
+void writePlanes(const CGImage& picture, const CVPixelBuffer& target) {
+  const CVPixelBuffer::Plane luma = target.plane(0);
+  const CVPixelBuffer::Plane chroma = target.plane(1);
+  auto* lumaRows = static_cast<uint8_t*>(luma.baseAddress);
+  auto* chromaRows = static_cast<uint8_t*>(chroma.baseAddress);
   const size_t width = picture.width();
   SplitRow upper(width);
   SplitRow lower(width);
@@ -64,10 +69,9 @@ void writePlanes(const CGImage& picture, const PlanesToWrite& planes) {
     const uint8_t* pixels = picture.bytes() + y * picture.bytesPerRow();
     split(pixels, width, &upper);
     split(pixels + picture.bytesPerRow(), width, &lower);
-    writeLuma(upper, width, planes.rows[0] + y * planes.bytesPerRow[0]);
-    writeLuma(lower, width, planes.rows[0] + (y + 1) * planes.bytesPerRow[0]);
-    writeChroma(upper, lower, width / 2, planes.rows[1] + y / 2 * planes.bytesPerRow[1],
-                planes.rows[2] + y / 2 * planes.bytesPerRow[2]);
+    writeLuma(upper, width, lumaRows + y * luma.bytesPerRow);
+    writeLuma(lower, width, lumaRows + (y + 1) * luma.bytesPerRow);
+    writeChroma(upper, lower, width / 2, chromaRows + y / 2 * chroma.bytesPerRow);
   }
 }
 

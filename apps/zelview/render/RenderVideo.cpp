@@ -6,6 +6,7 @@
 #include <cstdio>
 #include <filesystem>
 #include <functional>
+#include <memory>
 #include <optional>
 #include <system_error>
 
@@ -80,16 +81,18 @@ void renderFrames(const RenderOptions& options, const CameraPath& path, const st
   Transcoder transcoder(settings);
   const ZELProjectionType type =
       decideVideoProjection(options.projection, options.input, transcoder.inputWidth(), transcoder.inputHeight());
-  VideoRenderer renderer(options.size, makeProjection(type, options.gravity, options.padding));
+  const std::unique_ptr<VideoRenderer> renderer =
+      VideoRenderer::create(options.size, makeProjection(type, options.gravity, options.padding));
   if (options.verbose) {
-    std::fprintf(stderr, "drawn by: %s\nvideo: %zux%zu pixels, sound %s\n", renderer.rendererDescription().c_str(),
+    std::fprintf(stderr, "drawn by: %s\nvideo: %zux%zu pixels, sound %s\n", renderer->rendererDescription().c_str(),
                  transcoder.inputWidth(), transcoder.inputHeight(), transcoder.soundDescription().c_str());
   }
   Progress progress(transcoder.duration());
   while (const std::optional<DecodedFrame> frame = transcoder.nextFrame()) {
     Camera camera = path.cameraAt(frame->time);
     camera.mirror = options.camera.mirror;
-    transcoder.push(*renderer.render(frame->pixels, camera));
+    renderer->render(frame->pixels, camera, transcoder.takePicture());
+    transcoder.pushPicture();
     progress.update(frame->time, ++*frames);
   }
   transcoder.finish();

@@ -12,7 +12,6 @@
 #include "apps/zelview/ViewerError.h"
 #include "apps/zelview/render/DecodedPixels.h"
 #include "apps/zelview/render/GstOwned.h"
-#include "apps/zelview/render/PlaneConversion.h"
 
 namespace zelview {
 namespace {
@@ -66,15 +65,17 @@ bool exists(const char* element) {
 template <size_t Count>
 std::string encoderDescription(const Encoder (&encoders)[Count], int quality) {
   for (const Encoder& encoder : encoders) {
-    if (exists(encoder.element)) return encoder.element + std::string(" ") + encoder.settings(quality) + encoder.tail;
+    if (exists(encoder.element)) {
+      return std::string("videoconvert ! ") + encoder.element + " " + encoder.settings(quality) + encoder.tail;
+    }
   }
   throw ViewerError(std::string("The encoder ") + encoders[0].element + " is missing (it is in the package " +
                     encoders[0].package + ").");
 }
 
-/// What comes after the pictures, up to the muxer.
+/// What comes after the pictures, up to the muxer. Who takes three planes only has the chroma plane taken apart.
 std::string encodingBranch(const TranscoderSettings& settings) {
-  if (settings.container == ".y4m") return "identity";
+  if (settings.container == ".y4m") return "videoconvert";
   return settings.container == ".webm" ? encoderDescription(kWebMEncoders, settings.quality)
                                        : encoderDescription(kH264Encoders, settings.quality);
 }
@@ -149,6 +150,7 @@ struct Transcoder::Pipeline {
   GstVideoInfo written{};
   /// What the encoder takes.
   GstPointer<GstBufferPool> picturePool;
+  GstPointer<GstBuffer> picture;
   GstPointer<GstSample> next;
   GstClockTime firstTime = GST_CLOCK_TIME_NONE;
   GstClockTime frameTime = 0;
@@ -320,7 +322,7 @@ void Transcoder::Pipeline::readFormat(GstSample* sample) {
   const int denominator = hasRate ? info.fps_d : 1;
   frameDuration = gst_util_uint64_scale(GST_SECOND, denominator, numerator);
   const GstPointer<GstCaps> caps(gst_caps_new_simple(
-      "video/x-raw", "format", G_TYPE_STRING, "I420", "width", G_TYPE_INT, static_cast<int>(settings.width), "height",
+      "video/x-raw", "format", G_TYPE_STRING, "NV12", "width", G_TYPE_INT, static_cast<int>(settings.width), "height",
       G_TYPE_INT, static_cast<int>(settings.height), "framerate", GST_TYPE_FRACTION, numerator, denominator,
       "pixel-aspect-ratio", GST_TYPE_FRACTION, 1, 1, "interlace-mode", G_TYPE_STRING, "progressive", "colorimetry",
       G_TYPE_STRING, GST_VIDEO_COLORIMETRY_BT709, nullptr));
@@ -379,25 +381,21 @@ std::optional<DecodedFrame> Transcoder::nextFrame() {
   return frame;
 }
 
-void Transcoder::push(const CGImage& picture) {
+CVPixelBufferRef Transcoder::takePicture() {
   Pipeline& p = *pipeline_;
   GstBuffer* buffer = nullptr;
-  GstVideoFrame frame;
   if (gst_buffer_pool_acquire_buffer(p.picturePool.get(), &buffer, nullptr) != GST_FLOW_OK) p.fail();
-  if (!gst_video_frame_map(&frame, &p.written, buffer, GST_MAP_WRITE)) {
-    gst_buffer_unref(buffer);
-    p.fail();
-  }
-  PlanesToWrite planes{};
-  for (guint plane = 0; plane < 3; ++plane) {
-    planes.rows[plane] = static_cast<uint8_t*>(GST_VIDEO_FRAME_PLANE_DATA(&frame, plane));
-    planes.bytesPerRow[plane] = static_cast<size_t>(GST_VIDEO_FRAME_PLANE_STRIDE(&frame, plane));
-  }
-  writePlanes(picture, planes);
-  gst_video_frame_unmap(&frame);
-  GST_BUFFER_PTS(buffer) = p.frameTime;
-  GST_BUFFER_DURATION(buffer) = p.frameDuration;
-  if (gst_app_src_push_buffer(GST_APP_SRC(p.source.get()), buffer) != GST_FLOW_OK) p.fail();
+  p.picture.reset(buffer);
+  CVPixelBufferRef pixels = writablePixelsOf(buffer, p.written);
+  if (!pixels) p.fail();
+  return pixels;
+}
+
+void Transcoder::pushPicture() {
+  Pipeline& p = *pipeline_;
+  GST_BUFFER_PTS(p.picture.get()) = p.frameTime;
+  GST_BUFFER_DURATION(p.picture.get()) = p.frameDuration;
+  if (gst_app_src_push_buffer(GST_APP_SRC(p.source.get()), p.picture.release()) != GST_FLOW_OK) p.fail();
 }
 
 void Transcoder::finish() {

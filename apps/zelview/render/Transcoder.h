@@ -1,6 +1,5 @@
 #pragma once
 
-#include <ZELPlatform/CoreGraphics.h>
 #include <ZELPlatform/CoreVideo.h>
 
 #include <cstdint>
@@ -59,9 +58,12 @@ class Transcoder {
   /// The next frame; none at the end. Blocks. Throws `ViewerError` when decoding or encoding fails.
   std::optional<DecodedFrame> nextFrame();
 
-  /// Hands over the picture for the frame that was taken last: of the output's size. Blocks while the encoder is
-  /// behind.
-  void push(const CGImage& picture);
+  /// A picture of the output's size to draw into, for the frame that was taken last: two planes, video range, BT.709.
+  /// Throws `ViewerError`.
+  CVPixelBufferRef takePicture();
+
+  /// Hands the picture over that was taken last. Blocks while the encoder is behind.
+  void pushPicture();
 
   /// Ends the output and waits until it is written whole. Throws `ViewerError`.
   void finish();

@@ -1,0 +1,6 @@
+#version 450
+#extension GL_GOOGLE_include_directive : require
+
+#define PROJECT project_cubemap
+#define PLANE texture1
+#include "planes.inc"

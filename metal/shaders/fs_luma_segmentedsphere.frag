@@ -1,0 +1,6 @@
+#version 450
+#extension GL_GOOGLE_include_directive : require
+
+#define PROJECT project_segmentedsphere
+#define PLANE texture0
+#include "planes.inc"
