@@ -133,6 +133,10 @@ TEST_P(FrameRenderer, TakesTargetsOfAnySizeAndRefusesWhatHasNoPlanes) {
   EXPECT_FALSE(draws(CVPixelBuffer::create(64, 36, kCVPixelFormatType_32BGRA), even));
   EXPECT_FALSE(draws(nullptr, even));
   EXPECT_FALSE(draws(frame, nullptr));
+  ASSERT_TRUE(renderer_->renderFrame(frame, even, nullptr, GLKMatrix4Identity));
+  for (const size_t plane : {0U, 1U}) {
+    EXPECT_EQ(*static_cast<const uint8_t*>(even->plane(plane).baseAddress), kBlack[plane]) << "without a projection";
+  }
 }
 
 INSTANTIATE_TEST_SUITE_P(All, FrameRenderer, testing::ValuesIn(kContents),
