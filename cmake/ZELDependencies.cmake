@@ -13,8 +13,8 @@ if(ZEL_WITH_WINDOWS)
 endif()
 
 if(ZEL_WITH_PLAYER)
-  pkg_check_modules(GSTREAMER REQUIRED IMPORTED_TARGET gstreamer-1.0 gstreamer-app-1.0 gstreamer-video-1.0
-    gstreamer-pbutils-1.0)
+  pkg_check_modules(GSTREAMER REQUIRED IMPORTED_TARGET gstreamer-1.0 gstreamer-app-1.0 gstreamer-audio-1.0
+    gstreamer-video-1.0 gstreamer-pbutils-1.0)
 endif()
 if(ZEL_WITH_VULKAN)
   pkg_check_modules(VULKAN REQUIRED vulkan)

@@ -1,5 +1,9 @@
 #include "drivers/gstreamer/Sound.h"
 
+#include "drivers/gstreamer/SoundStep.h"
+
+#include <gst/audio/gstaudiobasesink.h>
+
 #include <cstdlib>
 #include <filesystem>
 #include <string>
@@ -7,8 +11,8 @@
 namespace ZELPlatform {
 namespace {
 
-/// Sound is moved back into step when it is off by so many microseconds: half of what people notice.
-constexpr gint64 kSoundTolerance = 20'000;
+/// What is moved is out of line with what was played before; by itself the sink would put up with that for a second.
+constexpr GstClockTime kDiscontinuityWait = 50 * GST_MSECOND;
 
 bool exists(const std::string& path) {
   std::error_code ignored;
@@ -34,6 +38,14 @@ bool hasSoundOutput() {
   return hasSoundCard();
 }
 
+/// On the thread that feeds the sink.
+void correctSound(GstAudioBaseSink* /*sink*/, GstClockTime film, GstClockTime output, GstClockTimeDiff* wanted,
+                  GstAudioBaseSinkDiscontReason /*reason*/, gpointer step) {
+  auto* sound = static_cast<SoundStep*>(step);
+  if (!wanted) return sound->forget();
+  *wanted = sound->correction(static_cast<int64_t>(film), static_cast<int64_t>(output));
+}
+
 }  // namespace
 
 GstElement* makeSoundSink() {
@@ -56,9 +68,13 @@ SoundFilter makeSoundFilter() {
 }
 
 void keepSoundInStep(GstBin* /*bin*/, GstBin* /*parent*/, GstElement* element, gpointer /*data*/) {
-  if (g_object_class_find_property(G_OBJECT_GET_CLASS(element), "drift-tolerance")) {
-    g_object_set(element, "drift-tolerance", kSoundTolerance, nullptr);
-  }
+  if (!GST_IS_AUDIO_BASE_SINK(element)) return;
+  GstAudioBaseSink* sink = GST_AUDIO_BASE_SINK(element);
+  gst_audio_base_sink_set_alignment_threshold(sink, SoundStep::kTolerance);
+  gst_audio_base_sink_set_discont_wait(sink, kDiscontinuityWait);
+  gst_audio_base_sink_set_slave_method(sink, GST_AUDIO_BASE_SINK_SLAVE_CUSTOM);
+  gst_audio_base_sink_set_custom_slaving_callback(sink, correctSound, new SoundStep,
+                                                  [](gpointer step) { delete static_cast<SoundStep*>(step); });
 }
 
 }  // namespace ZELPlatform
