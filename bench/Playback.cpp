@@ -272,6 +272,8 @@ int main(int argc, char** argv) {
   options.offscreenRefreshRate = refreshRate;
   if (const std::string error = UIApplication::start(options); !error.empty()) return fail(error);
   ZELRenderView::setMetalAllowed(metal);
+  // Before the bare side starts GStreamer: both decode into the same kind of memory.
+  AVPlayer::prepare();
   if (arguments[0] != "-" && measureEasy(arguments[0]) != 0) return 1;
   return arguments[1] == "-" ? 0 : measureHard(arguments[1], rounds);
 }

@@ -4,9 +4,8 @@
 #include "drivers/gstreamer/Description.h"
 #include "drivers/gstreamer/Reasons.h"
 #include "drivers/gstreamer/Sound.h"
+#include "drivers/gstreamer/Startup.h"
 #include "drivers/gstreamer/Tasks.h"
-
-#include <gst/pbutils/pbutils.h>
 
 #include <algorithm>
 #include <cmath>
@@ -41,20 +40,6 @@ void limitSilence(GstElement* /*playbin*/, GstElement* source, gpointer /*data*/
   const GParamSpec* timeout = g_object_class_find_property(G_OBJECT_GET_CLASS(source), "timeout");
   // Sources that count it in another unit have another type for it.
   if (timeout && timeout->value_type == G_TYPE_UINT) g_object_set(source, "timeout", kServerPatience, nullptr);
-}
-
-/// Empty when GStreamer has been started.
-std::string startGStreamer() {
-  static const std::string problem = [] {
-    GError* error = nullptr;
-    const bool started = gst_init_check(nullptr, nullptr, &error);
-    std::string reason = error ? error->message : "";
-    g_clear_error(&error);
-    if (!started) return "GStreamer does not start (" + reason + ")";
-    gst_pb_utils_init();
-    return std::string();
-  }();
-  return problem;
 }
 
 GstSeekFlags flagsOf(MediaSeek::Precision precision) {

@@ -1,6 +1,7 @@
 #include "drivers/gstreamer/GStreamerDriver.h"
 
 #include "drivers/gstreamer/Film.h"
+#include "drivers/gstreamer/Startup.h"
 
 #include <utility>
 
@@ -27,6 +28,8 @@ class Pipeline final : public MediaPipeline {
 
 class GStreamerDriver final : public MediaDriver {
  public:
+  void prepare() override { startGStreamer(); }
+
   std::unique_ptr<MediaPipeline> createPipeline(const std::string& url, const std::shared_ptr<MediaSession>& session,
                                                 const std::shared_ptr<MediaListener>& listener) override {
     return std::make_unique<Pipeline>(std::make_shared<Film>(url, session, listener));

@@ -30,6 +30,11 @@ enum AVPlayerTimeControlStatus : int64_t {
 /// driven.
 class ZELPLATFORM_EXPORT AVPlayer {
  public:
+  /// Starts what plays films, for which the first one would have to wait otherwise; blocks for some 50 ms. Where the
+  /// program has not started GStreamer itself, large memory of that begins at a page from then on, so that a GPU can
+  /// take decoded frames as they are.
+  static void prepare();
+
   static std::shared_ptr<AVPlayer> create();
   static std::shared_ptr<AVPlayer> createWithPlayerItem(const std::shared_ptr<AVPlayerItem>& item);
   ~AVPlayer();

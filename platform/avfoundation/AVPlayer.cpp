@@ -78,6 +78,11 @@ AVPlayer::AVPlayer() : implementation_(std::make_unique<Implementation>()) {}
 
 AVPlayer::~AVPlayer() { implementation_->drop(); }
 
+void AVPlayer::prepare() {
+  std::string error;
+  if (const auto driver = ZELPlatform::activeMediaDriver(&error)) driver->prepare();
+}
+
 std::shared_ptr<AVPlayer> AVPlayer::create() {
   return std::shared_ptr<AVPlayer>(new AVPlayer(), [](AVPlayer* player) {
     if (DispatchIsMainThread()) {

@@ -90,6 +90,9 @@ class MediaDriver {
  public:
   virtual ~MediaDriver() = default;
 
+  /// Does now what the first film would have to wait for.
+  virtual void prepare() {}
+
   /// Never null: what cannot be opened fails through the listener.
   virtual std::unique_ptr<MediaPipeline> createPipeline(const std::string& url,
                                                         const std::shared_ptr<MediaSession>& session,

@@ -1,5 +1,6 @@
 #include "player/Clips.h"
 
+#include <ZELPlatform/AVPlayer.h>
 #include <gst/gst.h>
 #include <unistd.h>
 
@@ -152,7 +153,7 @@ int frameNumber(const CVPixelBufferRef& frame) {
 std::string unavailableReason() {
   if (folder().path().empty()) return "there is no folder for temporary files";
   if (std::system("ffmpeg -version >/dev/null 2>&1") != 0) return "ffmpeg is not installed";
-  gst_init(nullptr, nullptr);
+  AVPlayer::prepare();
   for (const char* name : {"playbin3", "appsink", "qtdemux", "avdec_h264", "avdec_aac", "matroskademux"}) {
     GstElementFactory* factory = gst_element_factory_find(name);
     if (!factory) return "GStreamer's element " + std::string(name) + " is not installed";

@@ -171,10 +171,10 @@ TEST_F(Import, BorrowsTheDecodersMemoryUntilTheLastReferenceGoes) {
   }
 }
 
-TEST_F(Import, OfAWholeFilmOnlyTheSmallPlanesAreWritten) {
+TEST_F(Import, OfAWholeFilmOnlyTheSmallPlanesAreWrittenAndAllBeginAtPages) {
   constexpr int kFrames = 12;
   Clip clip;
-  clip.width = 64;
+  clip.width = 128;
   // Untagged pictures of such a height are BT.709.
   clip.height = 640;
   clip.frames = kFrames;
@@ -184,8 +184,12 @@ TEST_F(Import, OfAWholeFilmOnlyTheSmallPlanesAreWritten) {
   cinema.player()->play();
   // It waits until the film is over, and so for every frame.
   const CMTime end = CMTimeMakeWithSeconds(1.0, 1'000'000'000);
-  EXPECT_EQ(frameNumber(cinema.output()->copyPixelBufferForItemTime(end, nullptr)), kFrames - 1);
-  EXPECT_EQ(ZELPlatform::pixelCounters().rewrittenFrameBytes - before, kFrames * 64U * 640U / 2);
+  const CVPixelBufferRef last = cinema.output()->copyPixelBufferForItemTime(end, nullptr);
+  EXPECT_EQ(frameNumber(last), kFrames - 1);
+  EXPECT_EQ(ZELPlatform::pixelCounters().rewrittenFrameBytes - before, kFrames * 128U * 640U / 2);
+  for (const size_t plane : {0U, 1U}) {
+    EXPECT_EQ(reinterpret_cast<uintptr_t>(last->plane(plane).baseAddress) % 4096, 0U) << "else it has to be uploaded";
+  }
 }
 
 TEST_F(Import, ConvertedFramesLieInMemoryThatIsReused) {

@@ -1,4 +1,5 @@
 #include <ZELKit/ZELProjection.h>
+#include <ZELPlatform/AVPlayer.h>
 #include <ZELPlatform/UIApplication.h>
 #include <unistd.h>
 
@@ -107,6 +108,8 @@ int renderVideo(const RenderOptions& options) {
   const CameraPath path =
       options.path.empty() ? CameraPath(options.camera) : readCameraPath(options.path, options.pathIsLinear);
   startDisplay(options.size);
+  // Frames are decoded as the player's are, into memory that a GPU can take.
+  AVPlayer::prepare();
   bool interrupted = false;
   const QuitSignals signals([&interrupted] { interrupted = true; });
   const auto checkSignals = [&interrupted] {
