@@ -451,6 +451,7 @@ void Film::prerolled() {
     }
     isPrerolled_ = isPrerolled_ || begun;
   }
+  tap_->arriveAtGap();
   finishSeek();
 }
 

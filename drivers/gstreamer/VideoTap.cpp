@@ -94,6 +94,16 @@ bool VideoTap::isDrained() const {
   return drained_;
 }
 
+void VideoTap::arriveAtGap() {
+  {
+    const std::lock_guard lock(mutex_);
+    if (!atGap_ || arrived_ || expecting_ || flushing_) return;
+    arrived_ = true;
+    session_->frames.end(sequence_);
+  }
+  events_.arrived();
+}
+
 std::optional<VideoTap::Line> VideoTap::line() const {
   const std::lock_guard lock(mutex_);
   return line_;
@@ -137,6 +147,9 @@ GstPadProbeReturn VideoTap::probe(GstPad* /*pad*/, GstPadProbeInfo* info, gpoint
     const GstSegment* segment = nullptr;
     gst_event_parse_segment(event, &segment);
     self->segmentArrived(*segment);
+  } else if (GST_EVENT_TYPE(event) == GST_EVENT_GAP) {
+    const std::lock_guard lock(self->mutex_);
+    self->atGap_ = true;
   }
   return GST_PAD_PROBE_OK;
 }
@@ -144,7 +157,7 @@ GstPadProbeReturn VideoTap::probe(GstPad* /*pad*/, GstPadProbeInfo* info, gpoint
 void VideoTap::flushStarted() {
   const std::lock_guard lock(mutex_);
   flushing_ = true;
-  available_ = atEnd_ = arrived_ = drained_ = false;
+  available_ = atEnd_ = atGap_ = arrived_ = drained_ = false;
   sequence_ = 0;
   session_->frames.discard();
 }

@@ -42,6 +42,10 @@ class VideoTap {
 
   /// Whether the newest sequence has had a frame, or its end.
   bool hasArrived() const;
+
+  /// To be called when the sink has what it waited for: if that is a gap, where sound has no picture, the newest
+  /// sequence has arrived and ends without a frame.
+  void arriveAtGap();
   /// Whether the sequence that was expected last has begun.
   bool hasBegun() const;
   bool isDrained() const;
@@ -101,6 +105,7 @@ class VideoTap {
   bool expecting_ = false;
   bool available_ = false;
   bool atEnd_ = false;
+  bool atGap_ = false;
   bool arrived_ = false;
   bool drained_ = false;
   uint64_t sequence_ = 0;

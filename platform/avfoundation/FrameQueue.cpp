@@ -52,6 +52,7 @@ bool FrameQueue::push(uint64_t sequence, MediaFrame frame) {
   lastTime_ = frame.time;
   lastEnd_ = frame.time + frame.duration;
   hasFrames_ = true;
+  ended_ = false;
   waiting_.push_back(std::move(frame));
   changed_.notify_all();
   return true;

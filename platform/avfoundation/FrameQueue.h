@@ -48,7 +48,7 @@ class FrameQueue {
   /// Times that go back or are not numbers are taken for the time of the frame before.
   bool push(uint64_t sequence, MediaFrame frame);
 
-  /// No frame follows in this sequence.
+  /// No frame follows in this sequence; one that does all the same, after a gap, takes that back.
   void end(uint64_t sequence);
 
   /// For good: nobody waits any longer, nothing is taken. What is chosen stays.
