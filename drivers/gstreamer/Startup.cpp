@@ -7,7 +7,7 @@ namespace ZELPlatform {
 namespace {
 
 /// Planes of a GPU's have a thousand pages, so that what is lost by the alignment does not count.
-constexpr gsize kLarge = 64 * 1024;
+constexpr gsize kLarge = gsize{64} * 1024;
 constexpr gsize kPage = 4096;
 
 /// GStreamer's own memory, but that large pieces begin at a page.

@@ -62,6 +62,7 @@ void writePlanes(const CGImage& picture, const CVPixelBuffer& target) {
   const CVPixelBuffer::Plane chroma = target.plane(1);
   auto* lumaRows = static_cast<uint8_t*>(luma.baseAddress);
   auto* chromaRows = static_cast<uint8_t*>(chroma.baseAddress);
+  if (!lumaRows || !chromaRows) return;
   const size_t width = picture.width();
   SplitRow upper(width);
   SplitRow lower(width);
